@@ -1,0 +1,48 @@
+// mesh/memory.h - where all memory comes from, and how its running out is reported and rehearsed.
+//
+// Three doors to one heap. heap_* is silent: the caller decides what a failure means. mm_* clears
+// what it hands out, asks the low-memory hooks before it gives up, and then says so in the log; the
+// growing tables and the streams use it. mesh_* serves the records of the mesh. Nothing here throws.
+// A size of 0 gives null from every door. Memory belongs to whoever asked for it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace velmora {
+
+/// Fresh memory of unspecified content, aligned for any scalar, or null.
+[[nodiscard]] void* heap_alloc(std::size_t size);
+
+/// Resizes `memory` (null allowed); what both sizes cover is kept. On failure null, and `memory`
+/// stands as it was.
+[[nodiscard]] void* heap_realloc(void* memory, std::size_t new_size);
+
+/// Gives `memory` back; null is allowed.
+void heap_free(void* memory);
+
+/// Rehearsal of exhaustion: of the calls from now on, number `nth` (1 is the next) fails, once.
+/// 0 switches it off. Counts over all doors, retries included.
+void heap_fail_nth(std::uint64_t nth);
+
+/// Calls since the last heap_fail_nth, so that a test knows when it has walked past the end.
+std::uint64_t heap_calls();
+
+/// Asks for memory that somebody could spare; returns whether anything was given back.
+using low_memory_hook = bool (*)(void* arg);
+
+/// Registers a hook for mm_malloc and mm_realloc; false when the table is full.
+bool mm_add_hook(low_memory_hook hook, void* arg);
+
+/// Forgets all hooks.
+void mm_clear_hooks();
+
+/// Cleared memory, or null after "mm_malloc: no more memory available" in the log. Null without a
+/// word for a size of 0. Free with heap_free.
+[[nodiscard]] void* mm_malloc(std::size_t size);
+
+/// Resizes `memory` (null allowed) and clears what lies behind `old_size`. On failure null after
+/// "mm_realloc: no more memory available", and `memory` stands as it was.
+[[nodiscard]] void* mm_realloc(void* memory, std::size_t old_size, std::size_t new_size);
+
+} // namespace velmora
