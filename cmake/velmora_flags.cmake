@@ -1,0 +1,40 @@
+# The flags of every target: the language, the rules of floating point, the warnings, the checks.
+#
+# Results must be the same bits from every compiler at every level, hence no contraction to fused
+# operations, and C++20 without the extensions that would allow wider intermediate results.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(velmora_flags INTERFACE)
+target_compile_features(velmora_flags INTERFACE cxx_std_20)
+target_compile_options(velmora_flags INTERFACE
+  -ffp-contract=off
+  -Wall
+  -Wextra
+  -Wpedantic
+  -Wshadow
+  -Wconversion
+  -Wno-sign-conversion # clang's -Wconversion has it, g++'s has not
+  -Wdouble-promotion
+  -Wold-style-cast
+  -Wmissing-declarations)
+
+if(VELMORA_WERROR)
+  target_compile_options(velmora_flags INTERFACE -Werror)
+endif()
+
+if(VELMORA_CHECKED)
+  target_compile_definitions(velmora_flags INTERFACE VELMORA_CHECKED=1)
+endif()
+
+if(VELMORA_SANITIZE)
+  set(sanitize -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(velmora_flags INTERFACE ${sanitize})
+  target_link_options(velmora_flags INTERFACE ${sanitize})
+endif()
+
+# Every target that is made below the top directory has them.
+link_libraries(velmora_flags)
