@@ -2,8 +2,8 @@
 //
 // Three doors to one heap. heap_* is silent: the caller decides what a failure means. mm_* clears
 // what it hands out, asks the low-memory hooks before it gives up, and then says so in the log; the
-// growing tables and the streams use it. mesh_* serves the records of the mesh. Nothing here throws.
-// A size of 0 gives null from every door. Memory belongs to whoever asked for it.
+// growing tables and the streams use it. mesh_* serves the records of the mesh. Nothing here
+// throws. A size of 0 gives null from every door. Memory belongs to whoever asked for it.
 #pragma once
 
 #include <cstddef>

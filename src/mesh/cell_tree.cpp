@@ -1,0 +1,249 @@
+#include "mesh/cell_tree.h"
+
+#include "mesh/box.h"
+
+#include <cmath>
+
+namespace velmora {
+
+pool<cell_node> node_pool;
+
+namespace {
+
+constexpr std::uint32_t k_default_list = 128;
+constexpr std::uint32_t k_grow_factor = 10; ///< a list this many times too long makes limits grow
+
+std::uint32_t last_serial = 0;
+
+node_h node_new(const aabb& box)
+{
+    const node_h n = pool_take(&node_pool);
+    if (n) rec(n) = {box, {}, {}, {}, 0, ++last_serial};
+    return n;
+}
+
+// A leaf of a well-spread model holds a few triangles; the level follows from how many leaves
+// that takes.
+void size_tree(std::uint32_t estimate, mesh_ctx* ctx)
+{
+    ctx->max_list = estimate < 2000000 ? 32 : estimate < 4000000 ? 64 : 128;
+    const double leaves = static_cast<double>(estimate / ctx->max_list);
+    const double levels = leaves > 2.0 ? std::log10(leaves) / std::log10(2.0) : 2.0;
+    const double wanted = std::floor(levels) + 1.0;
+    ctx->max_level =
+        wanted < k_deepest_level ? static_cast<std::uint32_t>(wanted) : k_deepest_level;
+    ctx->grow_limit = k_grow_factor * ctx->max_list;
+}
+
+void grow_limits(mesh_ctx* ctx)
+{
+    if (ctx->max_level >= k_deepest_level || ctx->longest_list <= ctx->grow_limit) return;
+    ++ctx->max_level;
+    ctx->max_list *= 2;
+    ctx->grow_limit = k_grow_factor * ctx->max_list;
+}
+
+// Every object that touches the cut goes into both halves.
+bool cell_redistribute(const cell_node& node, mesh_ctx* ctx)
+{
+    cell_node& low = rec(node.low);
+    cell_node& high = rec(node.high);
+    for (const obj_h o : node.list) {
+        const aabb& box = rec(o).box;
+        if (box_overlap(low.box, box) && !list_push(&low.list, o)) return false;
+        if (box_overlap(high.box, box) && !list_push(&high.list, o)) return false;
+    }
+    if (low.list.count > ctx->longest_list) ctx->longest_list = low.list.count;
+    if (high.list.count > ctx->longest_list) ctx->longest_list = high.list.count;
+    return true;
+}
+
+bool cell_split(node_h n, std::uint32_t level, mesh_ctx* ctx)
+{
+    const aabb box = rec(n).box;
+    const node_h low = node_new(box);
+    const node_h high = low ? node_new(box) : node_h{};
+    if (!high) return false;
+    cell_node& node = rec(n);
+    node.low = low;
+    node.high = high;
+    const std::uint32_t axis = level % 3;
+    const float sum = box.min[axis] + box.max[axis];
+    const float cut = static_cast<float>(static_cast<double>(sum) * 0.5);
+    rec(low).box.max[axis] = cut;
+    rec(high).box.min[axis] = cut;
+    if (!cell_redistribute(node, ctx)) return false;
+    list_free(&node.list);
+    return true;
+}
+
+bool cell_list_add(cell_node* leaf, obj_h obj, mesh_ctx* ctx)
+{
+    if (!list_push(&leaf->list, obj)) return false;
+    if (leaf->list.count > ctx->longest_list) ctx->longest_list = leaf->list.count;
+    return true;
+}
+
+bool cell_insert(node_h n, obj_h obj, std::uint32_t level, bool* refused, mesh_ctx* ctx)
+{
+    cell_node& node = rec(n);
+    if (!box_overlap(node.box, rec(obj).box)) return true;
+    if (is_leaf(node)) {
+        *refused = ctx->insert_hook && ctx->insert_hook(n, obj);
+        if (*refused) return true;
+        if (level > ctx->deepest_level) ctx->deepest_level = level;
+        if (node.list.count < ctx->max_list || level >= ctx->max_level)
+            return cell_list_add(&node, obj, ctx);
+        if (!cell_split(n, level, ctx)) return false;
+    }
+    return cell_insert(node.low, obj, level + 1, refused, ctx) &&
+           cell_insert(node.high, obj, level + 1, refused, ctx);
+}
+
+struct removal {
+    obj_h obj;
+    const aabb* box;  // of the object, whose record outlives it
+    bool obj_gone;    // its last reference went
+    bool was_removed; // some leaf listed it
+};
+
+bool is_empty_leaf(const cell_node& node)
+{
+    return is_leaf(node) && node.list.count == 0;
+}
+
+// Two empty halves become one empty leaf again, on the way up; elsewhere in the tree no such pair
+// can stand, since every removal leaves none behind.
+void tree_remove_walk(node_h n, removal* job)
+{
+    cell_node& node = rec(n);
+    if (job->obj_gone || rec(job->obj).refs == 0 || !box_overlap(node.box, *job->box)) return;
+    if (is_leaf(node)) {
+        if (list_take_out(&node.list, job->obj, &job->obj_gone)) job->was_removed = true;
+        return;
+    }
+    tree_remove_walk(node.low, job);
+    tree_remove_walk(node.high, job);
+    if (!is_empty_leaf(rec(node.low)) || !is_empty_leaf(rec(node.high))) return;
+    cell_free(node.low);
+    cell_free(node.high);
+    node.low = node.high = {};
+}
+
+} // namespace
+
+void mesh_ctx_init(mesh_ctx* ctx, bool (*insert_hook)(node_h, obj_h))
+{
+    *ctx = {};
+    ctx->max_level = k_deepest_level;
+    ctx->max_list = k_default_list;
+    ctx->insert_hook = insert_hook;
+}
+
+node_h cell_tree_new(const aabb& box, std::uint32_t list_len, std::uint32_t level,
+                     std::uint32_t estimate, mesh_ctx* ctx)
+{
+    const node_h root = node_new(box);
+    if (!root) return root;
+    if (level != 0 && list_len != 0) {
+        ctx->max_level = level;
+        ctx->max_list = list_len;
+    } else {
+        size_tree(estimate, ctx);
+    }
+    return root;
+}
+
+void cell_tree_free(mesh_ctx* ctx)
+{
+    if (ctx->root) cell_free(ctx->root);
+}
+
+void cell_free(node_h node)
+{
+    const cell_node n = rec(node);
+    if (n.low) {
+        cell_free(n.low);
+        cell_free(n.high);
+    }
+    list_free(&rec(node).list);
+    pool_give_back(&node_pool, node);
+}
+
+bool tree_add(obj_h obj, bool* added, mesh_ctx* ctx)
+{
+    grow_limits(ctx);
+    bool refused = false;
+    if (!cell_insert(ctx->root, obj, 0, &refused, ctx)) return false;
+    if (added) *added = !refused;
+    if (!refused) ++ctx->tr_count;
+    return true;
+}
+
+void tree_remove(obj_h obj, mesh_ctx* ctx)
+{
+    removal job = {obj, &rec(obj).box, false, false};
+    tree_remove_walk(ctx->root, &job);
+    if (job.was_removed) --ctx->tr_count;
+}
+
+void tr_remove_obj(obj_h obj, mesh_ctx* ctx)
+{
+    const tr_h t = rec(obj).tr;
+    tr_unlink_nbrs(t);
+    tr_unlink_mate(t);
+    tree_remove(obj, ctx);
+}
+
+void tr_delete(tr_h t, mesh_ctx* ctx)
+{
+    tr_unlink_nbrs(t);
+    tr_unlink_mate(t);
+    const obj_h obj = rec(t).cell;
+    if (!obj) return;
+    cell_obj_ref(obj);
+    tree_remove(obj, ctx);
+    cell_obj_release(obj);
+}
+
+bool tree_collect(node_h node, obj_list* head, std::uint32_t* count, mesh_ctx* ctx)
+{
+    return walk_leaves(node, everywhere, [&](cell_node& leaf) {
+        for (const obj_h o : leaf.list) {
+            if (rec(o).stamp == ctx->visit_stamp) continue;
+            rec(o).stamp = ctx->visit_stamp;
+            if (!list_push(head, o)) return false;
+            ++*count;
+        }
+        return true;
+    });
+}
+
+node_h cell_find_leaf(node_h node, const float* point)
+{
+    const cell_node& n = rec(node);
+    if (!pt_in_box(n.box, point)) return {};
+    if (is_leaf(n)) return node;
+    const node_h found = cell_find_leaf(n.low, point);
+    return found ? found : cell_find_leaf(n.high, point);
+}
+
+obj_h tr_wrap(tr_h tr, std::uint32_t* count, obj_list* head, std::int32_t* err)
+{
+    const obj_h o = cell_obj_new();
+    if (!o || !list_push(head, o)) {
+        *err = err_no_memory;
+        return {};
+    }
+    rec(o).tr = tr_ref(tr);
+    rec(tr).cell = o;
+    ++*count;
+    return o;
+}
+
+void cell_nodes_free()
+{
+    pool_empty(&node_pool);
+}
+
+} // namespace velmora

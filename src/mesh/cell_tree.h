@@ -1,0 +1,124 @@
+// mesh/cell_tree.h - the one container of the mesh: a binary tree of cells over the model's box.
+//
+// An inner node is cut in two at the middle of one axis, the axes taking turns by level; only
+// leaves list objects, and an object stands in every leaf that its box touches. A node has both
+// children or neither. To meet every object once, take a new visit stamp and skip what bears it;
+// for_each_obj_once does that. The tree finds an object by its box, so the box must not change
+// while the object is in the tree. Descents recurse, never deeper than k_deepest_level.
+#pragma once
+
+#include "mesh/context.h"
+#include "mesh/obj_list.h"
+
+#include <cstdint>
+
+namespace velmora {
+
+constexpr std::uint32_t k_deepest_level = 21; ///< no limit ever grows beyond it
+
+/// One cell. The level is never stored: descents carry it.
+struct cell_node {
+    aabb box;
+    node_h low;                ///< child below the cut, or none
+    node_h high;               ///< child above the cut, or none
+    obj_list list;             ///< the objects of a leaf; empty in an inner node
+    std::uint32_t search_done; ///< the seed search's: no further seed below
+    std::uint32_t serial;      ///< unlike that of any other node of the run, also after reuse
+};
+
+extern pool<cell_node> node_pool;
+
+inline cell_node& rec(node_h n)
+{
+    return pool_at(node_pool, n);
+}
+
+inline bool is_leaf(const cell_node& node)
+{
+    return !node.low;
+}
+
+/// Creates the root with `box` and sets the tree's limits: `list_len` and `level` when both are
+/// given, else from `estimate`, about twice the number of triangles to come.
+/// @return the root, not yet hung on `ctx`; none when memory ran out
+[[nodiscard]] node_h cell_tree_new(const aabb& box, std::uint32_t list_len, std::uint32_t level,
+                                   std::uint32_t estimate, mesh_ctx* ctx);
+
+/// Frees all nodes and the references of their leaves; ctx->root is left as it was.
+void cell_tree_free(mesh_ctx* ctx);
+
+/// Frees `node` and all below it.
+void cell_free(node_h node);
+
+/// Inserts `obj` from the root; the limits may grow by one step before. An object outside the
+/// root's box is stored nowhere, yet counted.
+/// @param[out] added  false when the insert hook refused it; may be null
+/// @return false when memory ran out; the object may then stand in part of its leaves
+[[nodiscard]] bool tree_add(obj_h obj, bool* added, mesh_ctx* ctx);
+
+/// Takes `obj` out of every leaf and collapses cells that this leaves empty. It dies when nobody
+/// else holds it.
+void tree_remove(obj_h obj, mesh_ctx* ctx);
+
+/// Clears the triangle's neighbour and pair links, then tree_remove.
+void tr_remove_obj(obj_h obj, mesh_ctx* ctx);
+
+/// The same for a triangle; it dies unless somebody else holds it or its object.
+void tr_delete(tr_h tr, mesh_ctx* ctx);
+
+/// Pushes every object below `node` that does not bear the visit stamp, and stamps it, so the list
+/// has them in the reverse of the order of discovery. Adds to `*head` and `*count`.
+[[nodiscard]] bool tree_collect(node_h node, obj_list* head, std::uint32_t* count, mesh_ctx* ctx);
+
+/// The first leaf, low before high, whose box contains `point`; none outside of `node`.
+node_h cell_find_leaf(node_h node, const float* point);
+
+/// Wraps `tr` in a new object with an empty box at the front of `head`, counting it.
+/// @return the object, or none with `*err` set when memory ran out
+[[nodiscard]] obj_h tr_wrap(tr_h tr, std::uint32_t* count, obj_list* head, std::int32_t* err);
+
+/// Gives the node pool back to the heap. For the end of a run.
+void cell_nodes_free();
+
+/// Depth first, low before high, over the leaves below `node`. `enter(const cell_node&)` decides
+/// whether to look into a node; `leaf(cell_node&)` returns false to end the walk, then so does
+/// this. Neither may insert or remove.
+template <class enter_fn, class leaf_fn>
+bool walk_leaves(node_h node, const enter_fn& enter, const leaf_fn& leaf)
+{
+    cell_node& n = rec(node);
+    if (!enter(n)) return true;
+    if (is_leaf(n)) return leaf(n);
+    return walk_leaves(n.low, enter, leaf) && walk_leaves(n.high, enter, leaf);
+}
+
+/// For walks that look into every node.
+inline bool everywhere(const cell_node&)
+{
+    return true;
+}
+
+/// Each object that does not bear the visit stamp, once; `visit(obj_h, cell_obj&)` returns false
+/// to end the walk, then so does this. The caller takes a new stamp before.
+template <class obj_fn> bool for_each_unstamped(mesh_ctx* ctx, const obj_fn& visit)
+{
+    if (!ctx->root) return true;
+    return walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+        for (const obj_h o : leaf.list) {
+            cell_obj& obj = rec(o);
+            if (obj.stamp == ctx->visit_stamp) continue;
+            obj.stamp = ctx->visit_stamp;
+            if (!visit(o, obj)) return false;
+        }
+        return true;
+    });
+}
+
+/// The same after taking a new visit stamp.
+template <class obj_fn> bool for_each_obj_once(mesh_ctx* ctx, const obj_fn& visit)
+{
+    ++ctx->visit_stamp;
+    return for_each_unstamped(ctx, visit);
+}
+
+} // namespace velmora

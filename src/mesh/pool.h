@@ -1,0 +1,92 @@
+// mesh/pool.h - records by the hundred thousand, named by 32-bit handles instead of pointers.
+//
+// A pool keeps the records of one kind in large chunks that never move, so a reference to a record
+// stays good until the pool is emptied. Handles are given out in ascending order; 0 names nothing.
+// Half the width of a pointer, and no stale handle can reach foreign memory.
+#pragma once
+
+#include "mesh/memory.h"
+
+#include <cassert>
+#include <cstdint>
+#include <cstring>
+
+namespace velmora {
+
+/// Names a record of its kind; comparing handles is comparing identities.
+template <class rec_t> struct handle {
+    std::uint32_t i = 0; ///< place in the pool; 0 none
+
+    explicit operator bool() const
+    {
+        return i != 0;
+    }
+    friend bool operator==(handle a, handle b) = default;
+};
+
+constexpr unsigned k_chunk_bits = 16;
+constexpr std::uint32_t k_chunk_size = 1u << k_chunk_bits;
+constexpr std::uint32_t k_max_chunks = 1u << (32 - k_chunk_bits);
+
+/// All records of one kind. Records are plain data, given out with unspecified content.
+template <class rec_t> struct pool {
+    rec_t* chunks[k_max_chunks]; ///< aligned to the cache line
+    void* blocks[k_max_chunks];  ///< what the heap gave for each chunk
+    std::uint32_t chunk_count;
+    std::uint32_t used;      ///< handles given out so far, number 0 included
+    std::uint32_t free_head; ///< first of the records that were given back, chained; 0 none
+};
+
+template <class rec_t> rec_t& pool_at(const pool<rec_t>& p, handle<rec_t> h)
+{
+    assert(h.i != 0 && h.i < p.used);
+    return p.chunks[h.i >> k_chunk_bits][h.i & (k_chunk_size - 1)];
+}
+
+template <class rec_t> bool pool_add_chunk(pool<rec_t>* p)
+{
+    constexpr std::size_t line = 64;
+    if (p->chunk_count == k_max_chunks) return false;
+    void* block = heap_alloc(sizeof(rec_t) * k_chunk_size + line);
+    if (!block) return false;
+    const auto start = (reinterpret_cast<std::uintptr_t>(block) + line - 1) / line * line;
+    p->blocks[p->chunk_count] = block;
+    p->chunks[p->chunk_count++] = reinterpret_cast<rec_t*>(start);
+    return true;
+}
+
+/// A record that nobody has, or none when memory ran out.
+template <class rec_t> handle<rec_t> pool_take(pool<rec_t>* p)
+{
+    if (p->free_head) {
+        const handle<rec_t> h{p->free_head};
+        std::memcpy(&p->free_head, &pool_at(*p, h), sizeof p->free_head);
+        return h;
+    }
+    const std::uint32_t next = p->used ? p->used : 1;
+    if (next == 0xFFFFFFFFu) return {};
+    if ((next >> k_chunk_bits) >= p->chunk_count && !pool_add_chunk(p)) return {};
+    p->used = next + 1;
+    return {next};
+}
+
+/// Takes a record back; its handle may be given out again.
+template <class rec_t> void pool_give_back(pool<rec_t>* p, handle<rec_t> h)
+{
+    rec_t& r = pool_at(*p, h);
+#ifdef VELMORA_CHECKED
+    std::memset(static_cast<void*>(&r), 0xDD, sizeof r);
+#endif
+    std::memcpy(static_cast<void*>(&r), &p->free_head, sizeof p->free_head);
+    p->free_head = h.i;
+}
+
+/// Gives all memory back to the heap; every handle is void.
+template <class rec_t> void pool_empty(pool<rec_t>* p)
+{
+    for (std::uint32_t c = 0; c < p->chunk_count; ++c)
+        heap_free(p->blocks[c]);
+    p->chunk_count = p->used = p->free_head = 0;
+}
+
+} // namespace velmora
