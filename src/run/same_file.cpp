@@ -1,0 +1,26 @@
+#include "run/same_file.h"
+
+#include <sys/stat.h>
+
+namespace velmora {
+
+static bool has_content(const struct stat& status)
+{
+    return S_ISREG(status.st_mode) || S_ISBLK(status.st_mode);
+}
+
+bool is_same_file(const char* name, std::FILE* handle)
+{
+    struct stat named;
+    struct stat opened;
+    if (!handle || stat(name, &named) != 0 || fstat(fileno(handle), &opened) != 0) return false;
+    return has_content(opened) && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+bool is_regular_file(std::FILE* handle)
+{
+    struct stat status;
+    return fstat(fileno(handle), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+} // namespace velmora
