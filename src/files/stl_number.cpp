@@ -1,0 +1,145 @@
+#include "files/stl_number.h"
+
+#include <algorithm>
+#include <bit>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace velmora {
+
+constexpr std::int64_t k_exact_power = 22;             ///< 10^22 is a double, 10^23 is not
+constexpr std::uint64_t k_exact_mantissa = 1ull << 53; ///< integers up to here are doubles
+constexpr std::int32_t k_short_digits = 19;            ///< any such number fits 64 bits
+constexpr std::int64_t k_exponent_limit = 100000;      ///< far outside what a double can be
+
+void decimal_clear(stl_decimal* d)
+{
+    d->negative = false;
+    d->any_digit = false;
+    d->in_fraction = false;
+    d->ended = false;
+    d->inexact = false;
+    d->count = 0;
+    d->exponent = 0;
+}
+
+void decimal_add_digit(stl_decimal* d, char c)
+{
+    if (d->ended) return;
+    d->any_digit = true;
+    const bool leading_zero = d->count == 0 && c == '0';
+    const bool kept = !leading_zero && d->count < k_decimal_digits;
+    if (kept)
+        d->digits[d->count++] = c;
+    else if (c != '0')
+        d->inexact = true;
+    // A place behind the point that is kept (or is a leading zero) moves the last digit down; one
+    // in front of the point that is not kept leaves the last digit worth ten times more.
+    if (d->in_fraction && (kept || leading_zero)) --d->exponent;
+    if (!d->in_fraction && !kept && !leading_zero) ++d->exponent;
+}
+
+bool decimal_short_cut(std::uint64_t mantissa, std::int64_t exponent, double* value)
+{
+    static const double powers[k_exact_power + 1] = {
+        1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+        1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22,
+    };
+    const bool exact =
+        mantissa <= k_exact_mantissa && exponent >= -k_exact_power && exponent <= k_exact_power;
+    if (!exact) return false;
+    const auto whole = static_cast<double>(mantissa);
+    *value = exponent < 0 ? whole / powers[-exponent] : whole * powers[exponent];
+    return true;
+}
+
+// An integer and an exponent: no point, so the locale has no say. A lost digit is at the far end of
+// a number whose rounding it can decide only by being there at all.
+static double library_value(const stl_decimal* d, std::int64_t exponent)
+{
+    char text[k_decimal_digits + 32];
+    std::memcpy(text, d->digits, static_cast<std::size_t>(d->count));
+    char* end = text + d->count;
+    if (d->inexact) {
+        *end++ = '1';
+        --exponent;
+    }
+    exponent = std::clamp(exponent, -k_exponent_limit, k_exponent_limit);
+    std::snprintf(end, 24, "e%" PRId64, exponent);
+    return std::strtod(text, nullptr);
+}
+
+double decimal_value(const stl_decimal* d, std::int64_t exponent)
+{
+    double value = 0.0;
+    if (d->count > 0) {
+        exponent += d->exponent;
+        std::uint64_t mantissa = 0;
+        for (std::int32_t i = 0; i < std::min(d->count, k_short_digits); ++i)
+            mantissa = mantissa * 10 + static_cast<std::uint64_t>(d->digits[i] - '0');
+        const bool is_short = d->count <= k_short_digits;
+        if (!is_short || !decimal_short_cut(mantissa, exponent, &value))
+            value = library_value(d, exponent);
+    }
+    return d->negative && d->any_digit ? -value : value;
+}
+
+static char* put_digits(char* out, std::uint64_t value)
+{
+    char reversed[20];
+    int count = 0;
+    do {
+        reversed[count++] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    while (count > 0)
+        *out++ = reversed[--count];
+    return out;
+}
+
+static char* put_six_digits(char* out, std::uint32_t value)
+{
+    for (int i = 5; i >= 0; --i) {
+        out[i] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    }
+    return out + 6;
+}
+
+// mantissa x 2^exponent in millionths, halves to even. The mantissa has 24 bits and a million 20,
+// so the product is exact and is below half of one for every shift beyond 44.
+static std::uint64_t in_millionths(std::uint32_t mantissa, int exponent)
+{
+    const std::uint64_t product = std::uint64_t{mantissa} * 1000000u;
+    if (exponent >= 0) return product << exponent;
+    const int shift = -exponent;
+    if (shift > 63) return 0;
+    const std::uint64_t whole = product >> shift;
+    const std::uint64_t rest = product & ((1ull << shift) - 1);
+    const std::uint64_t half = 1ull << (shift - 1);
+    const bool up = rest > half || (rest == half && (whole & 1) != 0);
+    return whole + (up ? 1 : 0);
+}
+
+char* put_fixed(char* out, float value)
+{
+    constexpr int k_bias = 150;         // of the exponent field, the mantissa taken as an integer
+    constexpr int k_largest_shift = 19; // 44 bits shifted by this still fit 63
+    const auto bits = std::bit_cast<std::uint32_t>(value);
+    const std::uint32_t field = bits >> 23 & 0xffu;
+    const std::uint32_t fraction = bits & 0x7fffffu;
+    const int exponent = static_cast<int>(std::max(field, 1u)) - k_bias;
+    if (exponent > k_largest_shift)
+        return out + std::snprintf(out, k_fixed_size, "%f", static_cast<double>(value));
+
+    const std::uint32_t mantissa = field == 0 ? fraction : fraction | 0x800000u;
+    const std::uint64_t millionths = in_millionths(mantissa, exponent);
+    if (bits >> 31) *out++ = '-';
+    out = put_digits(out, millionths / 1000000u);
+    *out++ = '.';
+    return put_six_digits(out, static_cast<std::uint32_t>(millionths % 1000000u));
+}
+
+} // namespace velmora
