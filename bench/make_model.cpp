@@ -24,13 +24,13 @@ constexpr std::uint64_t k_most_triangles = 80000000; // 4 GB of file
 
 void put_u32(unsigned char* to, std::uint32_t value)
 {
-    for (int i = 0; i < 4; ++i)
+    for (unsigned i = 0; i < 4; ++i)
         to[i] = static_cast<unsigned char>(value >> (8 * i));
 }
 
 void put_vec(unsigned char* to, const float vec[3])
 {
-    for (int i = 0; i < 3; ++i) {
+    for (std::size_t i = 0; i < 3; ++i) {
         std::uint32_t bits;
         std::memcpy(&bits, &vec[i], sizeof bits);
         put_u32(to + 4 * i, bits);
@@ -72,7 +72,7 @@ bool write_model(const model& m, bool shuffled, std::FILE* out)
         unit_normal(tr, nrm);
         unsigned char record[k_record_size] = {};
         put_vec(record, nrm);
-        for (int i = 0; i < 3; ++i)
+        for (std::size_t i = 0; i < 3; ++i)
             put_vec(record + 12 + 12 * i, tr.vtx[i]);
         if (std::fwrite(record, sizeof record, 1, out) != 1) return false;
     }

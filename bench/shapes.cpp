@@ -1,5 +1,6 @@
 #include "shapes.h"
 
+#include <cassert>
 #include <cmath>
 #include <cstring>
 
@@ -230,6 +231,7 @@ quad patch_quad(const model& m, std::uint64_t index)
     std::int64_t left = static_cast<std::int64_t>(index);
     for (; left >= p->nu * p->nv; ++p)
         left -= p->nu * p->nv;
+    assert(p->nu > 0);
 
     constexpr int k_steps[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
     quad q;
@@ -269,6 +271,7 @@ plate_counts plate_counts_of(std::uint64_t fineness)
 /// A point of the border of the square -n .. n, counter-clockwise from the lower left corner.
 void border_pt(std::uint64_t fineness, std::uint64_t angle, std::int64_t* x, std::int64_t* y)
 {
+    assert(fineness > 0);
     const std::int64_t n = static_cast<std::int64_t>(fineness);
     const std::int64_t side = static_cast<std::int64_t>(angle) / n % 4;
     const std::int64_t along = 2 * (static_cast<std::int64_t>(angle) % n) - n;
