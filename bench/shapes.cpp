@@ -232,13 +232,15 @@ quad patch_quad(const model& m, std::uint64_t index)
     for (; left >= p->nu * p->nv; ++p)
         left -= p->nu * p->nv;
     assert(p->nu > 0);
+    const std::int64_t column = left % p->nu;
+    const std::int64_t row = left / p->nu;
 
     constexpr int k_steps[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
     quad q;
     for (int i = 0; i < 4; ++i) {
         lattice_pt pt = p->origin;
-        pt.at[p->u] += left % p->nu + k_steps[i][0];
-        pt.at[p->v] += left / p->nu + k_steps[i][1];
+        pt.at[p->u] += column + k_steps[i][0];
+        pt.at[p->v] += row + k_steps[i][1];
         q.at[i] = lattice_vec(m, pt);
     }
     return q;
