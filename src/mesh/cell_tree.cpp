@@ -167,6 +167,7 @@ void cell_free(node_h node)
         cell_free(n.high);
     }
     list_free(&rec(node).list);
+    rec(node).serial = 0;
     pool_give_back(&node_pool, node);
 }
 
