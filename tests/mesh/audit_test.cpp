@@ -1,0 +1,117 @@
+#include "mesh/audit.h"
+#include "mesh/cell_tree.h"
+#include "mesh_fixture.h"
+
+#include <gtest/gtest.h>
+
+namespace velmora {
+
+static const char* const k_quad = "a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0";
+
+TEST(audit, every_holder_is_found)
+{
+    mesh_fixture m(k_quad, "abc acd");
+    EXPECT_TRUE(m.counts_are_exact());
+    EXPECT_EQ(m.tr_count(), 2u);
+    EXPECT_EQ(m.vtx_count(), 4u);
+
+    obj_list chain = {};
+    ASSERT_TRUE(list_push(&chain, m.obj("abc")));
+    ASSERT_TRUE(list_push(&chain, m.obj("abc")));
+    EXPECT_TRUE(m.counts_are_exact({&chain}));
+
+    count_audit audit;
+    const vtx_h v = vtx_ref(m.vtx('d'));
+    const tr_h t = tr_ref(m.tr("acd"));
+    ASSERT_TRUE(audit_open(&audit, &m.ctx));
+    EXPECT_EQ(audit.listed_objs, 2u);
+    audit_list(&audit, chain);
+    audit_vtx(&audit, v);
+    audit_tr(&audit, t);
+    EXPECT_EQ(audit_close(&audit, stderr), 0u);
+
+    vtx_release(v);
+    tr_release(t);
+    list_free(&chain);
+}
+
+TEST(audit, soup_has_a_record_for_each_corner)
+{
+    mesh_fixture m(k_quad, "abc acd", soup);
+    EXPECT_TRUE(m.counts_are_exact());
+    EXPECT_EQ(m.vtx_count(), 6u);
+    m.move('a', 0.5f, 0, 0);
+    EXPECT_EQ(corner_pos(m.at("abc"), 0)[0], 0.5f);
+    EXPECT_EQ(corner_pos(m.at("acd"), 0)[0], 0.5f);
+    EXPECT_TRUE(m.counts_are_exact());
+}
+
+TEST(audit, one_spoiled_count_is_one_fault)
+{
+    mesh_fixture m(k_quad, "abc acd");
+    ++rec(m.obj("abc")).refs;
+    EXPECT_EQ(audit_counts(&m.ctx, nullptr, 0, nullptr), 1u);
+    --rec(m.obj("abc")).refs;
+    ++m.at("abc").refs;
+    EXPECT_EQ(audit_counts(&m.ctx, nullptr, 0, nullptr), 1u);
+    --m.at("abc").refs;
+    ++rec(m.vtx('b')).holders;
+    EXPECT_EQ(audit_counts(&m.ctx, nullptr, 0, nullptr), 1u);
+    --rec(m.vtx('b')).holders;
+    EXPECT_TRUE(m.counts_are_exact());
+}
+
+TEST(audit, holder_that_is_not_told_is_a_fault)
+{
+    mesh_fixture m(k_quad, "abc acd");
+    obj_list chain = {};
+    ASSERT_TRUE(list_push(&chain, m.obj("acd")));
+    EXPECT_EQ(audit_counts(&m.ctx, nullptr, 0, nullptr), 1u);
+    list_free(&chain);
+    EXPECT_TRUE(m.counts_are_exact());
+}
+
+TEST(audit, corner_that_was_given_back_is_a_fault)
+{
+    mesh_fixture m(k_quad, "abc");
+    const vtx_h b = m.vtx('b');
+    vtx_release(b);
+    EXPECT_EQ(audit_counts(&m.ctx, nullptr, 0, nullptr), 1u);
+    m.at("abc").vtx[1] = {};
+    EXPECT_TRUE(m.counts_are_exact());
+}
+
+TEST(audit, removed_triangle_leaves_exact_counts)
+{
+    mesh_fixture m(k_quad, "abc acd");
+    m.link("abc", "acd");
+    EXPECT_TRUE(m.links_are_mutual());
+    tr_delete(m.tr("abc"), &m.ctx);
+    EXPECT_TRUE(m.counts_are_exact());
+    EXPECT_TRUE(m.links_are_mutual());
+    EXPECT_EQ(m.nbrs("acd"), "- - -");
+    EXPECT_EQ(m.vtx_count(), 3u);
+}
+
+TEST(audit, link_without_an_answer_is_a_fault)
+{
+    mesh_fixture m(k_quad, "abc acd");
+    m.link("abc", "acd");
+    m.at("acd").nbr[0] = {};
+    EXPECT_EQ(audit_links(&m.ctx, nullptr), 1u);
+    m.at("abc").nbr[2] = m.tr("abc");
+    EXPECT_EQ(audit_links(&m.ctx, nullptr), 1u);
+}
+
+TEST(audit, running_out_of_memory_is_told)
+{
+    mesh_fixture m(k_quad, "abc acd");
+    for (std::uint64_t nth = 1; nth <= 3; ++nth) {
+        heap_fail_nth(nth);
+        EXPECT_EQ(audit_counts(&m.ctx, nullptr, 0, nullptr), 1u);
+    }
+    heap_fail_nth(0);
+    EXPECT_TRUE(m.counts_are_exact());
+}
+
+} // namespace velmora
