@@ -1,0 +1,203 @@
+// Progress, Stop, times, and the texts of errors.
+#include "run/errors.h"
+#include "run/log.h"
+#include "run/options.h"
+#include "run/progress.h"
+#include "run/ui.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+
+namespace velmora {
+
+namespace {
+
+std::string shown;   ///< what a test's shell was told
+int pumps = 0;       ///< how often it was asked for Stop
+bool may_run = true; ///< what it answers
+
+const ui_ops recording_ops = {
+    [](const char*) { shown += "prepare "; },
+    [] { shown += "reset "; },
+    [](int, const char* text) { shown += std::string("status(") + text + ") "; },
+    [] { shown += "show "; },
+    [] { shown += "hide "; },
+    [](int percent) { shown += std::to_string(percent) + " "; },
+    [] { return ++pumps, may_run ? 1 : 0; },
+    [](const char* text) { shown += std::string("message(") + text + ") "; },
+    [] { shown += "<"; },
+    [] { shown += ">"; },
+};
+
+class progress : public ::testing::Test {
+  protected:
+    progress()
+    {
+        unsetenv("KV_ALARM");
+        reset_progress();
+        set_option_defaults(&the_options);
+        the_options.program_name = k_program_name;
+        shown.clear();
+        pumps = 0;
+        may_run = true;
+        ui_install(&recording_ops);
+    }
+    ~progress() override
+    {
+        ui_install(nullptr);
+        unsetenv("KV_ALARM");
+    }
+
+    template <class act_fn> static std::string logged(const act_fn& act)
+    {
+        ::testing::internal::CaptureStderr();
+        act();
+        return ::testing::internal::GetCapturedStderr();
+    }
+};
+
+} // namespace
+
+TEST_F(progress, shows_a_value_once_and_looks_for_stop_each_time)
+{
+    EXPECT_EQ(update_progress(false, 10, run_progress_callback), 1);
+    EXPECT_EQ(update_progress(true, 10, run_progress_callback), 1);
+    EXPECT_EQ(update_progress(false, 0, run_progress_callback), 1);
+    EXPECT_EQ(shown, "10 0 ");
+    EXPECT_EQ(pumps, 3);
+}
+
+TEST_F(progress, prints_numbers_when_nobody_else_shows_them)
+{
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(update_progress(true, 7, nullptr), 1);
+    EXPECT_EQ(update_progress(false, 8, nullptr), 1);
+    EXPECT_EQ(update_progress(true, 100, nullptr), 1);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "7% 100% \n");
+    EXPECT_EQ(pumps, 0);
+}
+
+TEST_F(progress, says_once_that_the_user_stopped_the_run)
+{
+    char name[] = "velmora";
+    init_alarm(name);
+    name[0] = '#'; // the caller's buffer may go
+    may_run = false;
+    EXPECT_EQ(logged([] {
+                  EXPECT_EQ(update_progress(false, 20, run_progress_callback), 0);
+                  EXPECT_EQ(check_abort(), 0);
+              }),
+              "velmora: program aborted by the user\n");
+    EXPECT_EQ(shown, "20 <>");
+}
+
+TEST_F(progress, keeps_silent_about_stop_with_an_alarm_set)
+{
+    struct {
+        const char* text;
+        std::int32_t seconds;
+    } const cases[] = {{"", 0},
+                       {"60", 60},
+                       {"60 s", 60},
+                       {"60s", 0},
+                       {"soon", 0},
+                       {" -5", -5},
+                       {"99999999999", 0x7fffffff}};
+    may_run = false;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        reset_progress();
+        setenv("KV_ALARM", c.text, 1);
+        init_alarm("velmora");
+        EXPECT_EQ(alarm_seconds(), c.seconds);
+        EXPECT_EQ(logged([] { EXPECT_EQ(check_abort(), 0); }), "");
+    }
+}
+
+TEST_F(progress, goes_on_without_a_shell)
+{
+    ui_install(nullptr);
+    EXPECT_EQ(update_progress(false, 50, run_progress_callback), 1);
+}
+
+TEST(cpu_timers, measure_work_and_add_it_up)
+{
+    cpu_timer a = {};
+    cpu_timer b = {};
+    timer_start(&a, &b);
+    EXPECT_EQ(a.running, 1);
+    const std::clock_t start = std::clock();
+    while (std::clock() - start < CLOCKS_PER_SEC / 20) {}
+    timer_stop(&a, nullptr);
+    EXPECT_GE(a.user_s, 0.045f);
+    EXPECT_LT(a.user_s, 5.0f);
+    EXPECT_EQ(a.sys_s, 0.0f);
+    EXPECT_EQ(b.user_s, 0.0f);
+
+    const float once = a.user_s;
+    timer_stop(nullptr, &b);
+    timer_start(&a, nullptr);
+    timer_stop(&a, nullptr);
+    EXPECT_GE(a.user_s, once);
+    EXPECT_GE(b.user_s, 0.045f);
+}
+
+TEST_F(progress, logs_times_below_verbosity_5)
+{
+    const cpu_timer two_minutes = {1, 120.0f, 0.0f, 0.0f, 0.0f};
+    const cpu_timer more = {1, 130.0f, 0.0f, 0.0f, 0.0f};
+    EXPECT_EQ(logged([&] { log_time("reduction", &two_minutes); }),
+              "velmora(info): reduction time (u+s) 120.0+0.0=120.0\n");
+    const std::string both = "velmora(info): reduction time (u+s) 130.0+0.0=130.0\n"
+                             "velmora(info): (more than 2 minutes.)\n";
+    for (const int verbosity : {-1, 1, 4}) {
+        the_options.verbosity = verbosity;
+        EXPECT_EQ(logged([&] { log_time("reduction", &more); }), both);
+    }
+    for (const int verbosity : {0, 5, 7}) {
+        the_options.verbosity = verbosity;
+        EXPECT_EQ(logged([&] { log_time("reduction", &more); }), "");
+    }
+}
+
+TEST_F(progress, gives_the_log_its_place)
+{
+    EXPECT_EQ(logged([] { log_line("%s(info): %1d left\n", "velmora", 3); }),
+              "velmora(info): 3 left\n");
+    EXPECT_EQ(shown, "<>");
+}
+
+TEST_F(progress, has_a_text_for_every_error_number)
+{
+    const std::pair<std::int32_t, const char*> cases[] = {
+        {0, "error number 0.\n"},
+        {1, "memory end\n"},
+        {4, "stl-file output error\n"},
+        {5, "stl-file input error\n"},
+        {15, "unknown error\n"},
+        {20, "polygon cutting error\n"},
+        {25, "unknown error(1)\n"},
+        {26, "unknown error\n"},
+        {-1, "unknown error\n"},
+        {std::numeric_limits<std::int32_t>::min(), "unknown error\n"},
+    };
+    for (const auto& [number, text] : cases) {
+        EXPECT_EQ(logged([n = number] { EXPECT_FALSE(report_error(n)); }), text);
+    }
+    EXPECT_EQ(logged([] { EXPECT_FALSE(fail_to("give reduction mode -q")); }),
+              "velmora: failed to give reduction mode -q.\n");
+}
+
+TEST(system_errors, have_the_text_of_the_system_or_their_number)
+{
+    EXPECT_STREQ(system_error_text(ENOENT), "No such file or directory");
+    EXPECT_STREQ(system_error_text(0), "Success");
+    EXPECT_STREQ(system_error_text(200), "unknown error code d=200, x=c8");
+    EXPECT_STREQ(system_error_text(-1), "unknown error code d=-1, x=ffffffff");
+}
+
+} // namespace velmora
