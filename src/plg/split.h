@@ -1,0 +1,23 @@
+// plg/split.h - takes polygons that touch themselves apart.
+//
+// A polygon that comes to a point a second time, at least two steps after the first and before its
+// own end, is cut there: the loop between becomes a polygon of its own, the rest closes up. This
+// goes on until no polygon has such a point. Points are equal by exact coordinates.
+#pragma once
+
+#include "plg/plg.h"
+
+#include <cstdint>
+
+namespace velmora {
+
+/// Splits every polygon of the list; a polygon without repeated points stays as it is, in its order
+/// among the others. The pieces of the others stand before all of these: the last polygon's pieces
+/// first, and of one polygon each loop before what it was cut from, the first repeat being cut
+/// first.
+/// @param[in,out] count  raised by one for each cut
+/// @return false when memory ran out; some polygons may then have been split, each as a whole, and
+///         the list is sound
+[[nodiscard]] bool plg_split_all(plg_cell** head, std::int32_t* count);
+
+} // namespace velmora
