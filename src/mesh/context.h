@@ -27,6 +27,7 @@ enum stage_result : std::int32_t {
 enum run_error : std::int32_t {
     err_none = 0,
     err_no_memory = 1,
+    err_output = 3,
     err_stl_output = 4,
     err_stl_input = 5,
 };

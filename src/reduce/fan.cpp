@@ -1,0 +1,141 @@
+#include "reduce/fan.h"
+
+#include "mesh/box.h"
+#include "mesh/cell_tree.h"
+#include "mesh/measure.h"
+
+namespace velmora {
+
+namespace {
+
+// A fan has at most one triangle more than a vertex count can say; it grows from the middle of the
+// scratch both ways.
+constexpr std::uint32_t k_most_trs = 65536 + 1;
+
+struct fan_scratch {
+    tr_h trs[2 * k_most_trs + 2];
+    std::uint32_t head; // first in use
+    std::uint32_t tail; // one past the last
+};
+
+fan_scratch scratch;
+
+std::uint32_t scratch_count()
+{
+    return scratch.tail - scratch.head;
+}
+
+// The edge by which a walk round `v` leaves `next` after coming from `prev`; -1 ends the walk.
+int leaving_edge(vtx_h v, tr_h prev, const tr_rec& next)
+{
+    const int corner = tr_vtx_index(v, next);
+    const int entry = tr_nbr_index(prev, next);
+    if (corner < 0 || entry < 0) return corner;
+    return corner == entry ? prev3(entry) : corner;
+}
+
+// Walks from `start` over its edge `edge` and on, handing each triangle to `add`.
+// Returns whether it came round to the start.
+template <class add_fn> bool walk_round(vtx_h v, tr_h start, int edge, const add_fn& add)
+{
+    const std::uint32_t bound = rec(v).refs;
+    tr_h prev = start;
+    tr_h next = live_nbr(rec(start), edge);
+    while (next && next != start && scratch_count() <= bound) {
+        add(next);
+        const int leave = leaving_edge(v, prev, rec(next));
+        prev = next;
+        next = leave < 0 ? tr_h{} : live_nbr(rec(next), leave);
+    }
+    return next == start;
+}
+
+void walk_fan(vtx_h v, tr_h start)
+{
+    const int corner = tr_vtx_index(v, rec(start));
+    scratch.head = k_most_trs;
+    scratch.tail = scratch.head;
+    scratch.trs[scratch.tail++] = start;
+    if (walk_round(v, start, corner, [](tr_h t) { scratch.trs[scratch.tail++] = t; })) return;
+    walk_round(v, start, prev3(corner), [](tr_h t) { scratch.trs[--scratch.head] = t; });
+}
+
+bool reserve_fans(vtx_table* table, std::uint32_t more)
+{
+    const std::uint64_t wanted = std::uint64_t{table->fans_used} + more;
+    if (wanted <= table->fans_capacity) return true;
+    const std::uint64_t capacity = wanted + wanted / 4;
+    void* grown = heap_realloc(table->fans, sizeof(tr_h) * capacity);
+    if (!grown) return false;
+    table->fans = static_cast<tr_h*>(grown);
+    table->fans_capacity = static_cast<std::uint32_t>(capacity);
+    return true;
+}
+
+bool keep_fan(vtx_table* table, vtx_info* info)
+{
+    const std::uint32_t count = scratch_count();
+    if (!reserve_fans(table, count)) return false;
+    std::memcpy(table->fans + table->fans_used, scratch.trs + scratch.head, sizeof(tr_h) * count);
+    info->fan_at = table->fans_used;
+    info->fan_count = count;
+    table->fans_used += count;
+    return true;
+}
+
+vtx_type fan_type(const vtx_table& table, const vtx_info& info, vtx_type type)
+{
+    for (const tr_h t : fan_of(table, info)) {
+        const tr_rec& tr = rec(t);
+        const int i = tr_vtx_index(info.vtx, tr);
+        if (i < 0) continue;
+        if (!live_nbr(tr, i) || !live_nbr(tr, prev3(i))) return vtx_open;
+        type = vtx_closed;
+    }
+    return type;
+}
+
+// The first triangle at each vertex, in the order in which a descent with the vertex as the point
+// meets them: the first leaf that holds the point lists all of them, so one walk over all leaves
+// answers for every vertex at once. Noted in fan_at until the fan itself is known.
+void note_first_trs(vtx_table* table, mesh_ctx* ctx)
+{
+    for (std::uint32_t i = 0; i < table->count; ++i)
+        table->infos[i].fan_at = 0;
+    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+        for (const obj_h o : leaf.list) {
+            const tr_h t = rec(o).tr;
+            for (const vtx_h v : rec(t).vtx) {
+                const vtx_rec& vtx = rec(v);
+                if (vtx.tbl_index == 0) continue;
+                vtx_info& info = table->infos[vtx.tbl_index - 1];
+                if (info.fan_at == 0 && info.vtx == v && pt_in_box(leaf.box, vtx.pos))
+                    info.fan_at = t.i;
+            }
+        }
+        return true;
+    });
+}
+
+} // namespace
+
+stage_result vtx_table_refresh(vtx_table* table, std::int32_t* err, mesh_ctx* ctx)
+{
+    note_first_trs(table, ctx);
+    table->fans_used = 0;
+    for (std::uint32_t i = 0; i < table->count; ++i) {
+        vtx_info& info = table->infos[i];
+        const tr_h first{info.fan_at};
+        info.fan_count = 0;
+        if (!first) continue;
+        walk_fan(info.vtx, first);
+        if (!keep_fan(table, &info)) {
+            *err = err_no_memory;
+            return stage_failed;
+        }
+        table->types[i] = fan_type(*table, info, table->types[i]);
+    }
+    return stage_ok;
+}
+
+} // namespace velmora
