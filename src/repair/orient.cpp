@@ -1,0 +1,258 @@
+#include "repair/orient.h"
+
+#include "mesh/cell_tree.h"
+#include "mesh/measure.h"
+#include "mesh/vec.h"
+#include "repair/abort_test.h"
+#include "repair/edge_sort.h"
+#include "repair/ray.h"
+#include "repair/tr_queue.h"
+#include "repair/winding.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr double k_ray_component_min = 0.1; ///< a ray's smaller components are zeroed
+constexpr std::uint32_t k_branch_users = 3; ///< users that make an edge a branch
+
+// Where a piece may begin: a triangle, and a leaf that lists it.
+struct seed {
+    node_h leaf;
+    obj_h obj;
+};
+
+// Work state of one call.
+struct orientation {
+    tr_queue spread;
+    tr_queue branch;
+    seed thin; // the last sliver that the search has met, for when nothing better is left
+    topo_ctx* topo;
+    mesh_ctx* ctx;
+    std::uint32_t components;
+    std::uint32_t normals;
+};
+
+void mark_branch(const edge_sort& table, std::uint32_t place, std::uint32_t end)
+{
+    for (; place < end; ++place) {
+        const std::uint32_t r = table.sorted[place];
+        if (!edge_is_start(r)) continue;
+        tr_rec& tr = rec(edge_tr(table, r));
+        tr.branch_edges = static_cast<std::uint8_t>(tr.branch_edges | 1 << edge_slot(r));
+    }
+}
+
+bool mark_all_branch_edges(mesh_ctx* ctx)
+{
+    obj_list objs = {};
+    std::uint32_t count = 0;
+    ++ctx->visit_stamp;
+    const bool done = tree_collect(ctx->root, &objs, &count, ctx) && mark_branch_edges(objs);
+    list_free(&objs);
+    return done;
+}
+
+void reset_search_done(node_h n)
+{
+    cell_node& node = rec(n);
+    node.search_done = 0;
+    if (is_leaf(node)) return;
+    reset_search_done(node.low);
+    reset_search_done(node.high);
+}
+
+// A corner without a length on one side has no cosine and does not count.
+bool is_sliver(const tr_rec& tr)
+{
+    for (int i = 0; i < 3; ++i) {
+        const double c = corner_cos(tr, i);
+        if (c >= k_flat_corner_cos || c <= -k_flat_corner_cos) return true;
+    }
+    return false;
+}
+
+seed find_seed_in_leaf(node_h leaf, orientation* job)
+{
+    for (const obj_h o : rec(leaf).list) {
+        cell_obj& obj = rec(o);
+        if (obj.stamp == job->ctx->visit_stamp) continue;
+        obj.stamp = job->ctx->visit_stamp;
+        const tr_rec& tr = rec(obj.tr);
+        if (tr.flags & (tr_nrm_done | tr_edge_err)) continue;
+        if (!is_sliver(tr)) return {leaf, o};
+        job->thin = {leaf, o};
+    }
+    rec(leaf).search_done = 1;
+    return {};
+}
+
+// Resumes where the last search stopped; what was looked at once is never looked at again.
+seed find_seed(node_h n, orientation* job)
+{
+    cell_node& node = rec(n);
+    if (node.search_done) return {};
+    if (is_leaf(node)) return find_seed_in_leaf(n, job);
+    seed found = find_seed(node.low, job);
+    if (!found.obj) found = find_seed(node.high, job);
+    if (!found.obj) node.search_done = 1;
+    return found;
+}
+
+// The sliver is not looked at again: it may have been reached since, and is then judged alone.
+seed next_seed(orientation* job)
+{
+    seed found = find_seed(job->ctx->root, job);
+    if (!found.obj) {
+        found = job->thin;
+        job->thin = {};
+    }
+    return found;
+}
+
+// Start and direction of the ray: off the middle, along the normal, and exactly along an axis or in
+// a main plane where it nearly is. False when the triangle has no normal.
+bool aim_ray(const tr_rec& tr, float* center, float* dir)
+{
+    float e1[3];
+    float e2[3];
+    const float* c0 = corner_pos(tr, 0);
+    vec_diff(c0, corner_pos(tr, 1), e1);
+    vec_diff(c0, corner_pos(tr, 2), e2);
+    for (int i = 0; i < 3; ++i) {
+        const float sum = e1[i] + e2[i];
+        center[i] = static_cast<float>(static_cast<double>(c0[i]) + static_cast<double>(sum) / 3.0);
+    }
+    if (!tr_clean_normal(tr, dir)) return false;
+    for (int i = 0; i < 3; ++i)
+        if (std::fabs(static_cast<double>(dir[i])) < k_ray_component_min) dir[i] = 0.0f;
+    return true;
+}
+
+// What a seed's rays say about its normal.
+enum facing {
+    facing_unknown,
+    facing_out,
+    facing_in,
+};
+
+// Along the normal, or against it when that way is not clean. Outside lies where the number of
+// crossings is even.
+facing ask_rays(const seed& s, mesh_ctx* ctx)
+{
+    const tr_rec& tr = rec(rec(s.obj).tr);
+    float center[3];
+    float dir[3];
+    if ((tr.flags & tr_no_nrm) || !aim_ray(tr, center, dir)) return facing_unknown;
+    const ray_answer ahead = cast_seed_ray(ctx->root, s.leaf, s.obj, center, dir);
+    if (ahead.clean) return ahead.odd ? facing_in : facing_out;
+    vec_scale(dir, -1.0f, dir);
+    const ray_answer behind = cast_seed_ray(ctx->root, s.leaf, s.obj, center, dir);
+    if (behind.clean) return behind.odd ? facing_out : facing_in;
+    return facing_unknown;
+}
+
+// First all that clean edges reach, then what lies behind the others.
+stage_result spread_from_seed(tr_h t, std::int32_t* err, orientation* job)
+{
+    if (!tr_queue_push(&job->spread, t)) {
+        *err = err_no_memory;
+        return stage_failed;
+    }
+    const bool compute = job->topo->orient_b != 0;
+    const winding_spread clean = {&job->spread, &job->branch, compute, &job->normals};
+    const winding_spread rest = {&job->branch, nullptr, compute, &job->normals};
+    if (!spread_winding(spread_clean, clean, err)) return stage_failed;
+    return spread_winding(spread_all, rest, err);
+}
+
+stage_result orient_piece(const seed& s, std::int32_t* err, orientation* job)
+{
+    const facing found = ask_rays(s, job->ctx);
+    if (found == facing_unknown) return stage_ok;
+    ++job->components;
+    const tr_h t = rec(s.obj).tr;
+    if (found == facing_in) swap_corners(t, 1, 2);
+    if (!job->topo->orient_a) swap_corners(t, 1, 2);
+    tr_recompute_nrm(&rec(t), job->topo->orient_b != 0, &job->normals);
+    return spread_from_seed(t, err, job);
+}
+
+stage_result orient_all(std::int32_t* err, orientation* job)
+{
+    for (seed s = next_seed(job); s.obj; s = next_seed(job)) {
+        if (abort_test()) return stage_failed;
+        if (!orient_piece(s, err, job)) return stage_failed;
+    }
+    return stage_ok;
+}
+
+// From the edges at corner 0; a triangle where these give none keeps its normal.
+void refresh_nrm(tr_rec* tr)
+{
+    float e1[3];
+    float e2[3];
+    float nrm[3];
+    vec_diff(corner_pos(*tr, 0), corner_pos(*tr, 1), e1);
+    vec_diff(corner_pos(*tr, 0), corner_pos(*tr, 2), e2);
+    if (!vec_unit_checked(e1) || !vec_unit_checked(e2)) return;
+    vec_cross(e1, e2, nrm);
+    if (vec_unit_checked(nrm)) vec_copy(nrm, tr->nrm);
+}
+
+void reset_tr(tr_rec* tr)
+{
+    if (tr->flags & tr_orient_seen) {
+        refresh_nrm(tr);
+        tr->flags |= tr_nrm_done;
+    } else {
+        tr->flags &= ~static_cast<std::uint64_t>(tr_nrm_done | tr_prob_33);
+    }
+}
+
+} // namespace
+
+bool mark_branch_edges(const obj_list& objs)
+{
+    if (objs.count == 0) return true;
+    for (const obj_h o : objs)
+        rec(rec(o).tr).branch_edges = 0;
+    edge_sort table = {};
+    if (!edge_sort_build(objs, &table)) return false;
+    const bool sorted = edge_sort_run(&table);
+    for (std::uint32_t place = 0; sorted && place < table.count;) {
+        const std::uint32_t end = edge_pair_end(table, place);
+        if (end - place >= k_branch_users) mark_branch(table, place, end);
+        place = end;
+    }
+    edge_sort_free(&table);
+    return sorted;
+}
+
+stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
+{
+    if (!mark_all_branch_edges(ctx)) return stage_failed;
+    orientation job = {{}, {}, {}, topo, ctx, 0, 0};
+    topo->inconsistent = 0;
+    topo->components = 0;
+    reset_search_done(ctx->root);
+    ++ctx->visit_stamp;
+    const stage_result result = orient_all(err, &job);
+    tr_queue_free(&job.spread);
+    tr_queue_free(&job.branch);
+    if (result == stage_failed) return stage_failed;
+    topo->components = job.components;
+    topo->tri_oriented = job.normals;
+    return stage_ok;
+}
+
+void reset_orientation(mesh_ctx* ctx)
+{
+    walk_leaves(ctx->root, everywhere, [](const cell_node& leaf) {
+        for (const obj_h o : leaf.list)
+            reset_tr(&rec(rec(o).tr));
+        return true;
+    });
+}
+
+} // namespace velmora
