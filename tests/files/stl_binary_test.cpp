@@ -64,14 +64,14 @@ TEST(stl_binary, records_are_little_endian_and_solids_follow_each_other)
 // Whether a run met the end of its input is told from the handle, so no byte is read too soon.
 TEST(stl_binary, the_end_shows_when_a_block_comes_short)
 {
-    EXPECT_FALSE(read_binary(binary_header(1) + k_record).saw_end == false) << "looks for a header";
+    EXPECT_TRUE(read_binary(binary_header(1) + k_record).saw_end) << "looks for a header";
     const std::string nan = binary_header(0) + binary_record(NAN);
     EXPECT_FALSE(read_binary(nan).saw_end) << "the block has the size of a small file";
     EXPECT_FALSE(read_binary(nan + std::string(512 - nan.size(), 'x')).saw_end);
     EXPECT_FALSE(read_binary(nan + std::string(513 - nan.size(), 'x')).saw_end);
     const std::string before = binary_header(0) + repeated(k_record, 9);
     EXPECT_TRUE(read_binary(before + binary_record(NAN)).saw_end) << "in the short last block";
-    // Record 8 begins at 484: its last float straddles nothing, its sixth ends at 508.
+    // Record 8 begins at 484: its sixth float ends at 508, its eighth lies behind the first block.
     std::string straddling = binary_header(0) + repeated(k_record, 8) + binary_record(1.0f);
     straddling.replace(484 + 4 * 5, 4, "\xff\xff\xff\xff");
     EXPECT_FALSE(read_binary(straddling).saw_end) << "a NaN in front of the last block";

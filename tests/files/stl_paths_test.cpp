@@ -25,7 +25,11 @@ static read_outcome read_blocks(const std::string& bytes, const read_options& op
     set_word(s, stl_prop_keep_attr, options.keep_attr);
     if (!options.plain_attr) stl_set(s, stl_prop_plain_attr, nullptr);
     read_outcome got = drain(s);
+    const int one_more = stl_get_triangle(s, &got.tris.emplace_back());
+    EXPECT_TRUE(one_more == 0 || got.error == stl_err_none) << "reading on after a failure";
+    got.results.push_back(one_more);
     got.blocks = source.blocks;
+    got.tris.pop_back();
     stl_close(s);
     return got;
 }
@@ -66,7 +70,7 @@ static std::string random_binary(std::mt19937& random)
 TEST(stl_paths, binary_records_come_out_the_same)
 {
     std::mt19937 random(3);
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 8000; ++i) {
         read_options options = {stl_format_binary, random() % 512 + 1};
         if (i % 4 == 0) options.block = random() % 8 + 1;
         options.keep_attr = random() % 2;
@@ -76,38 +80,37 @@ TEST(stl_paths, binary_records_come_out_the_same)
     }
 }
 
+static std::vector<std::string> parted(const std::string& list)
+{
+    std::vector<std::string> parts(1);
+    for (const char c : list) {
+        if (c == '|')
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    }
+    return parts;
+}
+
 // A facet of words and numbers in all their spellings, sane often enough to get far.
 static std::string random_facets(std::mt19937& random)
 {
-    static const char* const blanks[] = {" ", " ", " ", "\n", "\r\n", "\t ", "\n \n", "\x1a "};
-    static const char* const numbers[] = {"0",
-                                          "1",
-                                          "-2.5",
-                                          "+.25",
-                                          "3.",
-                                          "1.5e+3",
-                                          "2.5D-02",
-                                          "7.e+01",
-                                          "1.0e +1",
-                                          "0.1234567890123456789",
-                                          "123456789012345678901.5",
-                                          "4.5e-30",
-                                          "9007199254740993.0",
-                                          "-0.0",
-                                          "1.\x1a"
-                                          "5",
-                                          "00000000000000000000000001.5",
-                                          ".5.5",
-                                          "1.5e+99999"};
-    static const char* const sentence[] = {"facet", "normal",  "#",        "#",      "#", "outer",
-                                           "loop",  "vertex",  "#",        "#",      "#", "Vertex",
-                                           "#",     "#",       "#",        "vERTEX", "#", "#",
-                                           "#",     "endloop", "end facet"};
-    const auto one_of = [&random](const auto& list) { return list[random() % std::size(list)]; };
+    // Lists of spellings, parted by bars.
+    static const std::string blanks = " | | |\n|\r\n|\t |\n \n|\x1a ";
+    static const std::string numbers =
+        "0|1|-2.5|+.25|3.|1.5e+3|2.5D-02|7.e+01|1.0e +1|0.1234567890123456789|1.5e+99999|4.5e-30|"
+        "18446744073709551617.0|1.5e+18446744073709551616|123456789012345678901.5|9007199254740993."
+        "0|-0.0|1.\x1a|00000000000000000000000001.5|.5.5";
+    static const std::string sentence = "facet|normal|#|#|#|outer|loop|vertex|#|#|#|Vertex|#|#|#|"
+                                        "vERTEX|#|#|#|endloop|end facet";
+    const auto one_of = [&random](const std::string& list) {
+        const std::vector<std::string> all = parted(list);
+        return all[random() % all.size()];
+    };
     std::string text = std::string("solid") + (random() % 2 ? " name" : "") + one_of(blanks) + "\n";
     for (auto facets = random() % 4; facets > 0; --facets)
-        for (const char* word : sentence)
-            text += std::string(*word == '#' ? one_of(numbers) : word) + one_of(blanks);
+        for (const std::string& word : parted(sentence))
+            text += (word == "#" ? one_of(numbers) : word) + one_of(blanks);
     return text + (random() % 4 ? "endsolid\n" : "End\nsolid rest\n");
 }
 
@@ -125,7 +128,7 @@ static void spoil(std::string* text, std::mt19937& random)
 TEST(stl_paths, text_comes_out_the_same)
 {
     std::mt19937 random(4);
-    for (int i = 0; i < 30000; ++i) {
+    for (int i = 0; i < 12000; ++i) {
         std::string text = random_facets(random);
         if (random() % 2) text += random_facets(random);
         if (random() % 2) spoil(&text, random);
@@ -145,24 +148,6 @@ TEST(stl_paths, rubbish_of_any_kind_ends)
         for (const std::uint32_t format : {stl_format_ascii, stl_format_binary, stl_format_detect})
             expect_same(bytes, {format, 512});
         if (HasFatalFailure()) return;
-    }
-}
-
-TEST(stl_paths, reading_on_after_a_failure_fails_again)
-{
-    for (const std::uint32_t format : {stl_format_ascii, stl_format_binary}) {
-        block_source source;
-        const std::string text = "solid\n" + k_facet + "facet normal - 1 2\n" + k_facet;
-        const std::string binary = binary_header(9) + binary_record(1.0f) + binary_record(NAN);
-        source.bytes = (format == stl_format_ascii ? text : binary) + binary_record(1.0f);
-        stl_stream* s = open_hooked(&source, format, false);
-        stl_tri tri = {};
-        EXPECT_EQ(stl_get_triangle(s, &tri), 1);
-        for (int i = 0; i < 5; ++i) {
-            EXPECT_EQ(stl_get_triangle(s, &tri), 0);
-            EXPECT_NE(stl_error(s), nullptr);
-        }
-        stl_close(s);
     }
 }
 
