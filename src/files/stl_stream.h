@@ -93,9 +93,9 @@ enum stl_property : int {
     stl_prop_attr_form = 19,
 };
 
-/// Stands in for refill and flush. Reading: fills `buffer` and returns the number of bytes, 0 at
-/// the end or on a failure. Writing: takes `pos` bytes from `buffer`, returns non-zero when they
-/// are safe.
+/// Stands in for refill and flush. Reading: fills `buffer` and returns the number of bytes, or 0
+/// and the reason as a bit of `state`. Writing: takes `pos` bytes from `buffer`, returns non-zero
+/// when they are safe.
 using stl_io_hook = std::uint32_t (*)(stl_stream* stream);
 
 /// Called every progress_step bytes; 0 makes the byte at hand read as end of input.
