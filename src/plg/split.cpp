@@ -20,10 +20,12 @@ struct split_frame {
     std::uint32_t same;  // the latest place known to equal the node on top
     std::uint32_t ahead; // the place after the node on top
     std::uint32_t last;  // its last place
+    std::uint32_t slot;  // where it goes when no repeat is left
 };
 
 // Room for polygons of up to a given number of points. Points are named by their place in the
-// polygon that the list holds.
+// polygon that the list holds. Each cut has two slots, for the rest and then for the loop; one that
+// was cut again leaves its slot empty.
 struct split_room {
     std::uint32_t* table;     // open addressing; one-based places
     std::uint32_t* next_same; // for each place, the next one with an equal point
@@ -31,12 +33,14 @@ struct split_room {
     std::uint32_t node_count;
     split_frame* frames;
     std::uint32_t frame_count;
+    plg_cell** slots;
+    std::uint32_t slot_count;
 };
 
+// The list of a run of the stage: pieces go in front, and the cell that came first ends them.
 struct piece_list {
     plg_cell* head;
-    plg_cell** tail; // the link that ends it
-    std::int32_t count;
+    plg_cell** end;
 };
 
 template <class item_t> item_t* alloc_items(std::size_t n)
@@ -45,7 +49,7 @@ template <class item_t> item_t* alloc_items(std::size_t n)
 }
 
 // A frame inside another is shorter by one point at each end, and puts one point on the stack that
-// is there already.
+// is there already. A loop has two segments at least, so there are fewer cuts than half the points.
 bool room_alloc(split_room* room, std::uint32_t points)
 {
     const std::size_t n = points;
@@ -54,7 +58,8 @@ bool room_alloc(split_room* room, std::uint32_t points)
     room->next_same = alloc_items<std::uint32_t>(n);
     room->nodes = alloc_items<std::uint32_t>(n * 2);
     room->frames = alloc_items<split_frame>(n);
-    return room->table && room->next_same && room->nodes && room->frames;
+    room->slots = alloc_items<plg_cell*>(n);
+    return room->table && room->next_same && room->nodes && room->frames && room->slots;
 }
 
 void room_free(split_room* room)
@@ -63,6 +68,7 @@ void room_free(split_room* room)
     heap_free(room->next_same);
     heap_free(room->nodes);
     heap_free(room->frames);
+    heap_free(room->slots);
 }
 
 // Links equal points, from the back, so that the table always has the nearest one. The closing
@@ -84,20 +90,18 @@ void link_same_points(const plg_rec& plg, split_room* room)
     }
 }
 
-// Copies the polygon whose nodes lie on the stack from `base` up. The segment before a point comes
-// along, except before the first.
-bool emit_piece(const plg_rec& from, const split_room& room, std::uint32_t base, piece_list* pieces)
+// Copies the polygon of the frame into its slot. The segment before a point comes along, except
+// before the first.
+bool emit_piece(const plg_rec& from, const split_frame& frame, split_room* room)
 {
-    plg_cell* cell = plg_list_push(pieces->tail);
-    if (!cell) return false;
-    pieces->tail = &cell->next;
-    ++pieces->count;
-    plg_rec* to = &cell->plg;
-    if (!plg_reserve(to, room.node_count - base)) return false;
-    for (std::uint32_t at = base; at < room.node_count; ++at) {
-        const std::uint32_t i = room.nodes[at];
+    plg_cell** slot = &room->slots[frame.slot];
+    if (!plg_list_push(slot)) return false;
+    plg_rec* to = &(*slot)->plg;
+    if (!plg_reserve(to, room->node_count - frame.base)) return false;
+    for (std::uint32_t at = frame.base; at < room->node_count; ++at) {
+        const std::uint32_t i = room->nodes[at];
         if (!plg_add_point(to, from.points[i])) return false;
-        if (at > base && !plg_add_seg(to, from.segs[i - 1].source)) return false;
+        if (at > frame.base && !plg_add_seg(to, from.segs[i - 1].source)) return false;
     }
     return true;
 }
@@ -121,7 +125,9 @@ void open_loop(std::uint32_t repeat, split_room* room)
 {
     split_frame* outer = &room->frames[room->frame_count - 1];
     split_frame* loop = &room->frames[room->frame_count++];
-    *loop = {room->node_count, 0, outer->ahead, repeat};
+    outer->slot = room->slot_count++;
+    *loop = {room->node_count, 0, outer->ahead, repeat, room->slot_count++};
+    room->slots[outer->slot] = room->slots[loop->slot] = nullptr;
     room->nodes[room->node_count] = room->nodes[room->node_count - 1];
     ++room->node_count;
     step_ahead(loop, room);
@@ -129,35 +135,58 @@ void open_loop(std::uint32_t repeat, split_room* room)
     outer->ahead = repeat + 1;
 }
 
-// All pieces of one polygon in the order of the list; none when there is nothing to split. Each
+bool close_frame(const plg_rec& plg, split_room* room)
+{
+    const split_frame& frame = room->frames[--room->frame_count];
+    const bool was_cut = room->slot_count > 0;
+    if (was_cut && !emit_piece(plg, frame, room)) return false;
+    room->node_count = frame.base;
+    return true;
+}
+
+// Fills the slots with all pieces of one polygon; no slots when there is nothing to split. Each
 // place is scanned once: what a cut leaves before the place of the scan has no repeats, and what
 // lies ahead is as yet uncut.
-bool plg_split(const plg_rec& plg, split_room* room, piece_list* pieces)
+bool plg_split(const plg_rec& plg, split_room* room)
 {
-    const std::uint32_t n = plg.points.count;
-    if (n < k_shortest_split) return true;
+    room->slot_count = 0;
+    if (plg.points.count < k_shortest_split) return true;
     link_same_points(plg, room);
     room->node_count = 0;
     room->frame_count = 1;
-    room->frames[0] = {0, 0, 0, n - 1};
+    room->frames[0] = {0, 0, 0, plg.points.count - 1, 0};
     step_ahead(&room->frames[0], room);
     while (room->frame_count > 0) {
         split_frame* frame = &room->frames[room->frame_count - 1];
-        if (frame->ahead <= frame->last) {
-            const std::uint32_t repeat = find_repeat(*frame, room->next_same);
-            if (repeat < frame->last) {
-                open_loop(repeat, room);
-            } else {
-                step_ahead(frame, room);
-            }
+        if (frame->ahead > frame->last) {
+            if (!close_frame(plg, room)) return false;
             continue;
         }
-        const bool is_whole = room->frame_count == 1 && pieces->count == 0;
-        if (!is_whole && !emit_piece(plg, *room, frame->base, pieces)) return false;
-        room->node_count = frame->base;
-        --room->frame_count;
+        const std::uint32_t repeat = find_repeat(*frame, room->next_same);
+        if (repeat < frame->last) {
+            open_loop(repeat, room);
+        } else {
+            step_ahead(frame, room);
+        }
     }
     return true;
+}
+
+void push_pieces(const split_room& room, piece_list* pieces)
+{
+    for (std::uint32_t i = 0; i < room.slot_count; ++i) {
+        plg_cell* cell = room.slots[i];
+        if (!cell) continue;
+        cell->next = pieces->head;
+        if (!pieces->head) pieces->end = &cell->next;
+        pieces->head = cell;
+    }
+}
+
+void drop_pieces(const split_room& room)
+{
+    for (std::uint32_t i = 0; i < room.slot_count; ++i)
+        plg_list_free(&room.slots[i]);
 }
 
 std::uint32_t longest_plg(const plg_cell* cell)
@@ -168,30 +197,23 @@ std::uint32_t longest_plg(const plg_cell* cell)
     return longest;
 }
 
-// The pieces of each polygon go in front of all that came before; what is not split closes the
-// list.
-bool split_list(plg_cell** head, std::int32_t* count, split_room* room)
+// Takes the cut polygons out of the list and gathers their pieces; false when memory ran out.
+bool split_list(plg_cell** head, std::int32_t* count, split_room* room, piece_list* pieces)
 {
-    plg_cell* front = nullptr;
-    plg_cell** front_end = &front;
-    bool done = true;
-    for (plg_cell** link = head; done && *link;) {
-        piece_list pieces = {nullptr, &pieces.head, 0};
-        done = plg_split((*link)->plg, room, &pieces);
-        if (!done) plg_list_free(&pieces.head);
-        if (!pieces.head) {
+    for (plg_cell** link = head; *link;) {
+        if (!plg_split((*link)->plg, room)) {
+            drop_pieces(*room);
+            return false;
+        }
+        if (room->slot_count == 0) {
             link = &(*link)->next;
             continue;
         }
         plg_list_remove(link);
-        *pieces.tail = front;
-        if (!front) front_end = pieces.tail;
-        front = pieces.head;
-        *count += pieces.count - 1;
+        push_pieces(*room, pieces);
+        *count += static_cast<std::int32_t>(room->slot_count / 2);
     }
-    *front_end = *head;
-    *head = front;
-    return done;
+    return true;
 }
 
 } // namespace
@@ -201,8 +223,11 @@ bool plg_split_all(plg_cell** head, std::int32_t* count)
     const std::uint32_t longest = longest_plg(*head);
     if (longest < k_shortest_split) return true;
     split_room room;
-    const bool done = room_alloc(&room, longest) && split_list(head, count, &room);
+    piece_list pieces = {nullptr, &pieces.head};
+    const bool done = room_alloc(&room, longest) && split_list(head, count, &room, &pieces);
     room_free(&room);
+    *pieces.end = *head;
+    *head = pieces.head;
     return done;
 }
 

@@ -11,10 +11,9 @@
 
 namespace velmora {
 
-/// Splits every polygon of the list; a polygon without repeated points stays as it is, in its order
-/// among the others. The pieces of the others stand before all of these: the last polygon's pieces
-/// first, and of one polygon each loop before what it was cut from, the first repeat being cut
-/// first.
+/// Splits every polygon of the list. Its first repeat (the lowest point, then its nearest repeat)
+/// is cut first, then the loop is split, then the rest. Each cut puts the rest and then the loop in
+/// front of the whole list; what needs no cut keeps its place.
 /// @param[in,out] count  raised by one for each cut
 /// @return false when memory ran out; some polygons may then have been split, each as a whole, and
 ///         the list is sound
