@@ -1,0 +1,544 @@
+// The bytes of these files are put together by hand, so that reader and writer cannot agree on a
+// wrong layout.
+#include "files/kvd.h"
+#include "mesh/box.h"
+#include "mesh/cell_tree.h"
+#include "mesh/measure.h"
+#include "mesh_fixture.h"
+
+#include <algorithm>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <limits>
+#include <set>
+#include <unistd.h>
+
+using namespace velmora;
+
+using words = std::vector<std::uint32_t>;
+
+static constexpr std::uint32_t k_none = 0xFFFFFFFFu;
+
+static std::string bytes_of(const words& values)
+{
+    std::string bytes;
+    for (const std::uint32_t v : values)
+        for (int shift = 0; shift < 32; shift += 8)
+            bytes += static_cast<char>(v >> shift);
+    return bytes;
+}
+
+static std::string header(std::uint32_t id, std::size_t size, std::size_t kind, std::size_t count)
+{
+    words values = {id, static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(kind),
+                    static_cast<std::uint32_t>(count)};
+    values.resize(25);
+    return bytes_of(values);
+}
+
+static std::string vtx(float x, float y, float z)
+{
+    std::string bytes(12, '\0');
+    const float pos[3] = {x, y, z};
+    std::memcpy(bytes.data(), pos, sizeof pos);
+    return bytes;
+}
+
+/// A triangle record by its fields; 1132396544 is 255.0f.
+struct tr_fields {
+    std::array<std::uint32_t, 3> vtx;
+    std::array<std::uint32_t, 3> nbr = {k_none, k_none, k_none};
+    std::uint64_t flags = 0;
+    std::uint32_t id = 0;
+    std::uint32_t key = k_none;
+    std::uint32_t group = 0;
+    std::array<std::uint32_t, 3> corner_val = {1132396544u, 1132396544u, 1132396544u};
+    std::string extra = std::string(24, '\0');
+};
+
+static std::string tr(const tr_fields& f)
+{
+    return bytes_of({f.id, f.vtx[0], f.vtx[1], f.vtx[2], f.nbr[0], f.nbr[1], f.nbr[2], f.key}) +
+           f.extra +
+           bytes_of({f.corner_val[0], f.corner_val[1], f.corner_val[2], f.group,
+                     static_cast<std::uint32_t>(f.flags),
+                     static_cast<std::uint32_t>(f.flags >> 32)});
+}
+
+// All records of a section must have one length.
+static std::string section(std::uint32_t id, const std::vector<std::string>& records,
+                           std::size_t size)
+{
+    std::string bytes = header(id, size * records.size() + 100, size, records.size());
+    for (const std::string& r : records)
+        bytes += r;
+    return bytes;
+}
+
+static std::string model(const std::vector<std::string>& vtxs, const std::vector<std::string>& trs)
+{
+    const std::size_t vtx_size = vtxs.empty() ? 12 : vtxs[0].size();
+    const std::size_t tr_size = trs.empty() ? 80 : trs[0].size();
+    return header(333, vtx_size * vtxs.size() + tr_size * trs.size() + 300, 1, 1) +
+           section(444, vtxs, vtx_size) + section(555, trs, tr_size);
+}
+
+static const std::vector<std::string> k_square = {vtx(0, 0, 0), vtx(1, 0, 0), vtx(0, 1, 0),
+                                                  vtx(1, 1, 0)};
+
+// Two triangles that answer each other.
+static std::string square()
+{
+    return model(k_square,
+                 {tr({{0, 1, 2}, {k_none, 1, k_none}}), tr({{2, 1, 3}, {0, k_none, k_none}})});
+}
+
+static std::string scratch_file()
+{
+    return testing::TempDir() + "velmora_kvd_" + std::to_string(getpid());
+}
+
+static void write_file(const std::string& path, const std::string& bytes)
+{
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    std::fwrite(bytes.data(), 1, bytes.size(), f);
+    std::fclose(f);
+}
+
+static std::string read_file(const std::string& path)
+{
+    std::string bytes;
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    for (int c = f ? std::fgetc(f) : EOF; c != EOF; c = std::fgetc(f))
+        bytes += static_cast<char>(c);
+    if (f) std::fclose(f);
+    std::remove(path.c_str());
+    return bytes;
+}
+
+template <class rec_t> static std::uint32_t slots_in_use(const pool<rec_t>& p)
+{
+    std::uint32_t n = p.used ? p.used - 1 : 0;
+    for (std::uint32_t i = p.free_head; i != 0; --n)
+        std::memcpy(&i, &pool_at(p, handle<rec_t>{i}), sizeof i);
+    return n;
+}
+
+enum source_kind {
+    from_file,
+    from_pipe, ///< whose size nobody knows; short files only
+};
+
+/// One reading and what it left.
+struct reading {
+    obj_list list = {};
+    std::uint32_t count = 0;
+    aabb bbox = {};
+    std::int32_t err = err_none;
+    mesh_ctx ctx = {};
+    stage_result result = stage_failed;
+
+    explicit reading(const std::string& bytes, source_kind source = from_file)
+    {
+        mesh_ctx_init(&ctx, nullptr);
+        if (source == from_file) {
+            write_file(scratch_file(), bytes);
+            result = kvd_read_model(scratch_file().c_str(), &list, &count, &bbox, &err, &ctx);
+            std::remove(scratch_file().c_str());
+            return;
+        }
+        int ends[2];
+        if (pipe(ends) != 0) return;
+        EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), static_cast<long>(bytes.size()));
+        close(ends[1]);
+        const std::string path = "/dev/fd/" + std::to_string(ends[0]);
+        result = kvd_read_model(path.c_str(), &list, &count, &bbox, &err, &ctx);
+        close(ends[0]);
+    }
+    ~reading()
+    {
+        list_free(&list);
+        mesh_records_free();
+    }
+    reading(const reading&) = delete;
+    reading& operator=(const reading&) = delete;
+
+    /// In the order of the file, where one model was read.
+    tr_h tr(std::uint32_t place) const
+    {
+        return rec(list_at(list, list.count - 1 - place)).tr;
+    }
+
+    /// Counts agree with holders, and nothing lives that is not on the list.
+    bool is_exact() const
+    {
+        const obj_list* lists[] = {&list};
+        std::set<std::uint32_t> corners;
+        for (const obj_h o : list)
+            for (const vtx_h v : rec(rec(o).tr).vtx)
+                corners.insert(v.i);
+        return count == list.count && audit_counts(&ctx, lists, 1, stderr) == 0 &&
+               slots_in_use(tr_pool) == count && slots_in_use(vtx_pool) == corners.size();
+    }
+
+    std::string written(bool flip = false, bool no_nbrs = false) const
+    {
+        std::remove(scratch_file().c_str());
+        EXPECT_EQ(kvd_write_model(list, scratch_file().c_str(), flip, no_nbrs), stage_ok);
+        return read_file(scratch_file());
+    }
+};
+
+static tr_fields rich_fields()
+{
+    tr_fields f = {{0, 1, 2}, {k_none, 1, k_none}};
+    f.id = 0x01020304;
+    f.key = 7;
+    f.group = 0xFFFFFFFE;
+    f.corner_val = {0x7F800001, 0xFFC00002, 0x80000000}; // a signalling NaN, a quiet one, -0.0
+    f.extra = "corner_0corner_1corner_2";
+    f.flags = ~0ull & ~static_cast<std::uint64_t>(tr_no_nrm);
+    return f;
+}
+
+TEST(kvd, all_that_a_file_brings_comes_back)
+{
+    tr_fields second = {{2, 1, 3}, {0, k_none, k_none}};
+    second.flags = tr_nrm_done | tr_loaded;
+    second.id = 9;
+    const reading first(model(k_square, {tr(rich_fields()), tr(second)}));
+    ASSERT_EQ(first.result, stage_ok);
+    EXPECT_TRUE(first.is_exact());
+    EXPECT_EQ(rec(first.tr(0)).vtx[1], rec(first.tr(1)).vtx[1]);
+    EXPECT_EQ(rec(first.tr(0)).nbr[1], first.tr(1));
+    EXPECT_EQ(rec(first.tr(1)).nbr[0], first.tr(0));
+    EXPECT_EQ(rec(rec(first.tr(0)).vtx[1]).refs, 2);
+    EXPECT_FALSE(links_may_dangle);
+
+    // The list is turned round by reading; so are the places of the links, and the vertices go by
+    // first use.
+    tr_fields front = second;
+    front.vtx = {0, 1, 2};
+    front.nbr = {1, k_none, k_none};
+    tr_fields back = rich_fields();
+    back.vtx = {3, 1, 0};
+    back.nbr = {k_none, 0, k_none};
+    EXPECT_EQ(first.written(),
+              model({k_square[2], k_square[1], k_square[3], k_square[0]}, {tr(front), tr(back)}));
+}
+
+TEST(kvd, writing_can_turn_triangles_and_leave_links_out)
+{
+    const reading r(model(k_square, {tr(rich_fields()), tr({{2, 1, 3}, {0, k_none, k_none}})}));
+    tr_fields front = {{0, 1, 2}, {k_none, k_none, 1}};
+    front.flags = tr_nrm_done | tr_loaded;
+    tr_fields back = rich_fields();
+    back.vtx = {3, 0, 2};
+    back.nbr = {k_none, 0, k_none};
+    std::swap(back.corner_val[1], back.corner_val[2]);
+    back.extra = "corner_0corner_2corner_1";
+    const std::vector<std::string> vtxs = {k_square[2], k_square[3], k_square[1], k_square[0]};
+    EXPECT_EQ(r.written(true, false), model(vtxs, {tr(front), tr(back)}));
+    front.nbr = back.nbr = {k_none, k_none, k_none};
+    EXPECT_EQ(r.written(true, true), model(vtxs, {tr(front), tr(back)}));
+}
+
+TEST(kvd, writing_appends)
+{
+    const reading r(square());
+    const std::string one = r.written();
+    write_file(scratch_file(), "before");
+    ASSERT_EQ(kvd_write_model(r.list, scratch_file().c_str(), false, false), stage_ok);
+    EXPECT_EQ(read_file(scratch_file()), "before" + one);
+    EXPECT_EQ(kvd_write_model(r.list, "/dev/full", false, false), stage_failed);
+    EXPECT_EQ(kvd_write_model(r.list, "/no/such/place", false, false), stage_failed);
+}
+
+TEST(kvd, plain_triangles_are_written_with_the_values_of_new_ones)
+{
+    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0", "abc");
+    obj_list list = {};
+    ASSERT_TRUE(list_push(&list, m.obj("abc")));
+    ASSERT_EQ(kvd_write_model(list, scratch_file().c_str(), false, false), stage_ok);
+    tr_fields plain = {{0, 1, 2}};
+    plain.id = 1;
+    plain.flags = tr_loaded;
+    plain.corner_val = {0x477FFF00, 0x477FFF00, 0x477FFF00}; // 65535.0f
+    EXPECT_EQ(read_file(scratch_file()),
+              model({k_square[0], k_square[1], k_square[2]}, {tr(plain)}));
+    list_free(&list);
+}
+
+TEST(kvd, short_records_keep_the_tail_of_the_one_before)
+{
+    tr_fields whole = rich_fields();
+    whole.nbr = {k_none, k_none, k_none};
+    const std::string records[] = {tr({{0, 1, 2}}).substr(0, 36), tr(whole).substr(0, 36),
+                                   tr({{1, 3, 2}}).substr(0, 16)};
+    std::string bytes = header(333, 0, 1, 1) + section(444, {vtx(5, 6, 7).substr(0, 8)}, 8);
+    bytes += section(555, {}, 80) + model(k_square, {records[0], records[1]});
+    bytes += header(333, 0, 1, 1) +
+             section(444, {vtx(0, 0, 0).substr(0, 4), vtx(1, 0, 0).substr(0, 4)}, 4);
+    bytes += section(555, {tr({{0, 1, 1}}).substr(0, 16)}, 16);
+    const reading r(bytes);
+    ASSERT_EQ(r.result, stage_ok);
+    ASSERT_EQ(r.count, 3u);
+    EXPECT_TRUE(r.is_exact());
+
+    const tr_h from_image = rec(list_at(r.list, 2)).tr;
+    EXPECT_EQ(cold(from_image).corner_val[2], 255.0f);
+    EXPECT_EQ(cold(from_image).extra.key, k_no_extra);
+    const tr_h cut_in_extra = rec(list_at(r.list, 1)).tr;
+    EXPECT_EQ(cold(cut_in_extra).extra.key, 7u);
+    EXPECT_EQ(std::memcmp(cold(cut_in_extra).extra.values[0], "corn\0\0\0\0", 8), 0);
+    EXPECT_EQ(cold(cut_in_extra).group, 0u);
+    EXPECT_EQ(rec(cut_in_extra).id, whole.id);
+    const tr_h of_next_section = rec(list_at(r.list, 0)).tr;
+    EXPECT_EQ(cold(of_next_section).extra.key, k_no_extra) << "the image is loaded afresh";
+    EXPECT_EQ(corner_pos(rec(of_next_section), 1)[0], 1.0f);
+    EXPECT_EQ(corner_pos(rec(of_next_section), 1)[2], 0.0f);
+}
+
+TEST(kvd, short_vertices_keep_the_rest_of_the_one_before)
+{
+    // Cut inside a number: the upper half of 2.0f (0x40000000) stays from the vertex before.
+    std::string half = vtx(2, 1, 4).substr(0, 6);
+    const reading r(header(333, 0, 1, 1) + section(444, {half, half}, 6) +
+                    section(555, {tr({{0, 1, 1}})}, 80));
+    ASSERT_EQ(r.result, stage_ok);
+    const float expected[3] = {2.0f, 0.0f, 0.0f};
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(corner_pos(rec(r.tr(0)), 1)[i], expected[i]);
+}
+
+TEST(kvd, longer_records_are_read_whole)
+{
+    std::vector<std::string> vtxs = k_square;
+    for (std::string& v : vtxs)
+        v += std::string(5000, 'v');
+    const std::string t = tr({{2, 1, 3}}) + "more";
+    const reading r(model(vtxs, {t, t}) + square());
+    ASSERT_EQ(r.result, stage_ok);
+    EXPECT_EQ(r.count, 4u);
+    EXPECT_EQ(corner_pos(rec(rec(list_at(r.list, 2)).tr), 2)[1], 1.0f);
+}
+
+struct blocks_case {
+    const char* name;
+    std::string bytes;
+    std::uint32_t count;
+};
+
+static const blocks_case good_files[] = {
+    {"nothing", "", 0},
+    {"two models", square() + square(), 4},
+    {"a foreign block between", square() + header(1, 150, 2, 9) + std::string(50, 'x') + square(),
+     4},
+    {"a foreign block without a body", header(1, 100, 2, 0) + square(), 2},
+    {"a bare header of unknown type", header(0, 0xFFFFFFFF, 3, 0xFFFFFFFF) + square(), 2},
+    {"a model without records", model({}, {}) + square(), 2},
+    {"records of no size, none of them",
+     header(333, 0, 1, 1) + section(444, {}, 0) + section(555, {}, 0), 0},
+    {"points that no triangle uses", model(k_square, {}), 0},
+    {"sizes of sections and models are not looked at",
+     header(0, 0, 1, 0) + header(0, 0, 12, 3) + vtx(0, 0, 0) + vtx(1, 0, 0) + vtx(0, 1, 0) +
+         header(0, 1, 80, 1) + tr({{0, 1, 2}}),
+     1},
+};
+
+TEST(kvd, blocks_follow_each_other)
+{
+    for (const blocks_case& c : good_files) {
+        for (const source_kind source : {from_file, from_pipe}) {
+            SCOPED_TRACE(c.name);
+            const reading r(c.bytes, source);
+            EXPECT_EQ(r.result, stage_ok);
+            EXPECT_EQ(r.count, c.count);
+            EXPECT_TRUE(r.is_exact());
+        }
+    }
+}
+
+static std::string with_tr(const tr_fields& f)
+{
+    return model(k_square, {tr({{0, 1, 2}}), tr(f)});
+}
+
+static const blocks_case bad_files[] = {
+    {"a vertex behind the section", with_tr({{0, 1, 4}}), 0},
+    {"a corner without a vertex", with_tr({{k_none, 1, 2}}), 0},
+    {"a corner in a section without vertices", model({}, {tr({{0, 0, 0}})}), 0},
+    {"a record too short for its corners", model(k_square, {tr({{0, 1, 2}}).substr(0, 8)}), 0},
+    {"a foreign block smaller than its header", header(1, 99, 2, 0) + std::string(200, '\3'), 0},
+    {"a foreign block that is cut", header(1, 0xFFFFFFFF, 2, 0) + square(), 0},
+    {"vertices of no size", header(333, 0, 1, 1) + header(444, 100, 0, 4) + square(), 0},
+    {"triangles of no size",
+     header(333, 0, 1, 1) + section(444, k_square, 12) + header(555, 100, 0, 4) + square(), 0},
+    {"more vertices than any file has",
+     header(333, 0, 1, 1) + header(444, 0, 12, k_none) + square(), 0},
+    {"the longest records there are",
+     header(333, 0, 1, 1) + header(444, 0, k_none, k_none) + square(), 0},
+    {"more triangles than any file has",
+     header(333, 0, 1, 1) + section(444, k_square, 12) + header(555, 0, 80, k_none) +
+         tr({{0, 1, 2}}),
+     0},
+    {"a fault in the second model", square() + with_tr({{9, 9, 9}}) + square(), 2},
+    {"rubbish behind the model", square() + "\r\n", 2},
+};
+
+TEST(kvd, wrong_files_fail_and_leave_the_models_before)
+{
+    for (const blocks_case& c : bad_files) {
+        for (const source_kind source : {from_file, from_pipe}) {
+            SCOPED_TRACE(c.name);
+            const reading r(c.bytes, source);
+            EXPECT_EQ(r.result, stage_failed);
+            EXPECT_EQ(r.err, err_none);
+            EXPECT_EQ(r.count, c.count);
+            EXPECT_TRUE(r.is_exact());
+        }
+    }
+}
+
+TEST(kvd, a_file_may_end_only_between_its_blocks)
+{
+    const std::string foreign = header(1, 110, 2, 0) + "ten bytes.";
+    const std::string whole = square() + foreign + square();
+    const std::set<std::size_t> ends = {0, square().size(), square().size() + foreign.size(),
+                                        whole.size()};
+    std::set<std::size_t> lengths = ends;
+    for (const std::size_t end : ends)
+        lengths.insert({end - std::min<std::size_t>(end, 1), std::min(end + 1, whole.size())});
+    for (std::size_t length = 0; length < whole.size(); length += 37)
+        lengths.insert(length);
+    for (const std::size_t length : lengths) {
+        const reading r(whole.substr(0, length), length % 2 ? from_file : from_pipe);
+        ASSERT_EQ(r.result == stage_ok, ends.count(length) != 0) << length;
+        ASSERT_EQ(r.count, length < square().size() ? 0u : length < whole.size() ? 2u : 4u);
+        ASSERT_TRUE(r.is_exact()) << length;
+    }
+}
+
+TEST(kvd, what_is_no_file_fails)
+{
+    reading r("");
+    for (const char* path : {"/no/such/file", "/"})
+        EXPECT_EQ(kvd_read_model(path, &r.list, &r.count, &r.bbox, &r.err, &r.ctx), stage_failed);
+}
+
+struct link_case {
+    const char* name;
+    std::array<std::uint32_t, 3> a, b; ///< neighbour indices of both triangles of the square
+    const char* links;                 ///< what becomes of them; "-" none
+    bool dangle;
+};
+
+static const link_case link_cases[] = {
+    {"none", {k_none, k_none, k_none}, {0x80000000u, k_none, k_none}, "--- ---", false},
+    {"the count itself", {2, k_none, k_none}, {k_none, k_none, k_none}, "--- ---", false},
+    {"beyond", {3, 0x7FFFFFFF, k_none}, {k_none, k_none, k_none}, "--- ---", false},
+    {"answered", {k_none, 1, k_none}, {0, k_none, k_none}, "-b- a--", false},
+    {"not answered", {k_none, 1, k_none}, {k_none, k_none, k_none}, "-b- ---", true},
+    {"answered across another edge", {1, k_none, k_none}, {0, k_none, k_none}, "b-- a--", true},
+    {"itself", {0, 0, k_none}, {k_none, k_none, k_none}, "aa- ---", true},
+    {"answered once of twice", {1, 1, k_none}, {0, k_none, k_none}, "bb- a--", true},
+};
+
+TEST(kvd, links_are_taken_as_they_are)
+{
+    for (const link_case& c : link_cases) {
+        SCOPED_TRACE(c.name);
+        const reading r(model(k_square, {tr({{0, 1, 2}, c.a}), tr({{2, 1, 3}, c.b})}));
+        ASSERT_EQ(r.result, stage_ok);
+        std::string links;
+        for (std::uint32_t t = 0; t < 2; ++t) {
+            for (const tr_h n : rec(r.tr(t)).nbr)
+                links += !n ? '-' : n == r.tr(0) ? 'a' : n == r.tr(1) ? 'b' : '?';
+            if (t == 0) links += ' ';
+        }
+        EXPECT_EQ(links, c.links);
+        EXPECT_EQ(links_may_dangle, c.dangle);
+    }
+}
+
+struct nrm_case {
+    const char* name;
+    std::vector<std::string> vtxs;
+    std::array<float, 3> nrm;
+    std::uint64_t marks; ///< of tr_nrm_done and tr_no_nrm
+};
+
+static const float k_nan = std::numeric_limits<float>::quiet_NaN();
+
+static const nrm_case nrm_cases[] = {
+    {"plain", {vtx(0, 0, 0), vtx(1, 0, 0), vtx(0, 1, 0)}, {0, 0, 1}, tr_nrm_done},
+    {"small parts vanish", {vtx(0, 0, 0), vtx(1, 0, 5e-7f), vtx(0, 1, 0)}, {0, 0, 1}, tr_nrm_done},
+    {"larger parts stay",
+     {vtx(0, 0, 0), vtx(1, 0, 0.5f), vtx(0, 1, 0)},
+     {-0.4472136f, 0, 0.8944272f},
+     tr_nrm_done},
+    {"one place", {vtx(1, 1, 1), vtx(1, 1, 1), vtx(1, 1, 1)}, {0, 0, 0}, tr_nrm_done | tr_no_nrm},
+    {"on a line", {vtx(0, 0, 0), vtx(1, 0, 0), vtx(2, 0, 0)}, {0, 0, 0}, tr_nrm_done | tr_no_nrm},
+    {"an edge too short to be cleaned by",
+     {vtx(0, 0, 0), vtx(1e-7f, 0, 0), vtx(0, 1e-7f, 0)},
+     {0, 0, 1},
+     tr_nrm_done},
+};
+
+TEST(kvd, normals_are_computed_anew)
+{
+    for (const nrm_case& c : nrm_cases) {
+        for (const std::uint64_t marks : {std::uint64_t{0}, std::uint64_t{tr_no_nrm}}) {
+            SCOPED_TRACE(c.name);
+            tr_fields f = {{0, 1, 2}};
+            f.flags = marks | tr_dup;
+            const reading r(model(c.vtxs, {tr(f)}));
+            ASSERT_EQ(r.result, stage_ok);
+            for (std::size_t i = 0; i < 3; ++i)
+                EXPECT_FLOAT_EQ(rec(r.tr(0)).nrm[i], c.nrm[i]);
+            EXPECT_EQ(rec(r.tr(0)).flags, c.marks | tr_dup | tr_loaded);
+        }
+    }
+}
+
+TEST(kvd, boxes_have_the_merge_tolerance_as_margin)
+{
+    merge_tol = 0.25f;
+    const reading r(square() + model({vtx(k_nan, k_nan, k_nan), vtx(2, -1, 0)}, {tr({{0, 0, 1}})}));
+    merge_tol = k_default_merge_tol;
+    const aabb model_box = {{-0.5f, -1.5f, -0.5f}, {2.5f, 1.5f, 0.5f}};
+    const aabb last_box = {{1.75f, -1.25f, -0.25f}, {2.25f, -0.75f, 0.25f}};
+    EXPECT_EQ(std::memcmp(&r.bbox, &model_box, sizeof model_box), 0);
+    EXPECT_EQ(std::memcmp(&rec(list_at(r.list, 0)).box, &last_box, sizeof last_box), 0);
+}
+
+TEST(kvd, without_a_model_there_is_no_box)
+{
+    EXPECT_EQ(reading(model({}, {})).bbox.min[0], k_empty_box);
+    EXPECT_EQ(reading("").bbox.min[0], 0.0f) << "left alone";
+}
+
+TEST(kvd, running_out_of_memory_leaves_nothing_behind)
+{
+    tr_fields rich = rich_fields();
+    const std::string bytes = model(k_square, {tr(rich), tr({{2, 1, 3}}), tr(rich)}) + square();
+    bool done = false;
+    for (std::uint64_t nth = 1; !done; ++nth) {
+        for (const source_kind source : {from_file, from_pipe}) {
+            heap_fail_nth(nth);
+            reading r(bytes, source);
+            heap_fail_nth(0);
+            done = r.result == stage_ok;
+            EXPECT_TRUE(r.err == err_none || r.err == err_no_memory);
+            EXPECT_TRUE(r.is_exact()) << nth;
+        }
+        ASSERT_LT(nth, 100u);
+    }
+    const reading r(bytes);
+    for (std::uint64_t nth = 1; nth <= 3; ++nth) {
+        heap_fail_nth(nth);
+        EXPECT_EQ(kvd_write_model(r.list, scratch_file().c_str(), false, false), stage_failed);
+    }
+    heap_fail_nth(0);
+}
