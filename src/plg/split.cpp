@@ -45,6 +45,7 @@ struct piece_list {
 
 template <class item_t> item_t* alloc_items(std::size_t n)
 {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): the slots are meant to be pointers
     return static_cast<item_t*>(heap_alloc(sizeof(item_t) * n));
 }
 

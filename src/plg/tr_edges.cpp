@@ -59,11 +59,10 @@ int corner_at(const tr_rec& tr, const float* p)
     return -1;
 }
 
-//       b           From k the boundary leaves forward, over the edges k and then a, or backward,
-//      / \          over b and then a, as far as they are open.
-//   b /   \ a
+//       b         Edges have the name of the corner that they leave, going round. From k the
+//      / \        boundary leaves forward, over the edges k, a and b, or backward, over b and
+//     /   \       then a, as far as they are open.
 //    k-----a
-//       k
 bool add_tr_edges_to_plg(obj_h obj, plg_direction direction, plg_rec* plg)
 {
     const tr_rec& tr = rec(rec(obj).tr);

@@ -1,4 +1,3 @@
-#include "mesh/memory.h"
 #include "mesh/tolerances.h"
 #include "plg/plg.h"
 
@@ -64,25 +63,6 @@ TEST(polygon, is_closed_from_three_points_on_within_the_tolerance)
         plg_list_free(&list);
     }
     merge_tol = k_default_merge_tol;
-}
-
-TEST(polygon, stands_when_growth_fails)
-{
-    plg_cell* list = nullptr;
-    plg_rec* plg = &plg_list_push(&list)->plg;
-    while (plg->points.count < 8)
-        ASSERT_TRUE(plg_add_point(plg, point_at(1.0f)));
-    heap_fail_nth(1);
-    EXPECT_FALSE(plg_add_point(plg, point_at(2.0f)));
-    heap_fail_nth(1);
-    EXPECT_FALSE(plg_insert_point(plg, point_at(2.0f)));
-    heap_fail_nth(1);
-    EXPECT_EQ(plg_list_push(&list), nullptr);
-    heap_fail_nth(0);
-    EXPECT_EQ(plg->points.count, 8u);
-    EXPECT_EQ(plg->points[7].pnt[0], 1.0f);
-    EXPECT_EQ(&list->plg, plg);
-    plg_list_free(&list);
 }
 
 } // namespace velmora

@@ -86,20 +86,6 @@ TEST(split, cuts_at_the_first_repeat_until_none_is_left)
     }
 }
 
-TEST(split, pieces_go_in_front_of_all_polygons)
-{
-    plg_cell* list = make_list({"abca", "abcadea", "abda", "abcdbea", "abea"});
-    std::int32_t count = 5;
-    EXPECT_TRUE(plg_split_all(&list, &count));
-    EXPECT_EQ(count, 7);
-    std::vector<std::uint32_t> first_segs;
-    for (const plg_cell* c = list; c; c = c->next)
-        first_segs.push_back(c->plg.segs[0].source.i);
-    // Numbered from the back: abea 1-3, abcdbea 4-9, abda 10-12, abcadea 13-18, abca 19-21.
-    EXPECT_EQ(first_segs, (std::vector<std::uint32_t>{5, 4, 13, 16, 19, 10, 1}));
-    plg_list_free(&list);
-}
-
 namespace {
 
 // The same by the plainest means: all pairs of points, and back to the head after each cut.
