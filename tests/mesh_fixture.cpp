@@ -118,9 +118,10 @@ aabb mesh_fixture::model_box() const
 }
 
 // In list order, which is the reverse of the order of reading.
-void mesh_fixture::put_into_tree(const obj_list& reversed)
+void mesh_fixture::put_into_tree(const obj_list& reversed, std::uint32_t list_len)
 {
-    ctx.root = cell_tree_new(model_box(), 0, 0, 2 * reversed.count, &ctx);
+    constexpr std::uint32_t level = 9; // of a tree whose leaves' length is given
+    ctx.root = cell_tree_new(model_box(), list_len, level, 2 * reversed.count, &ctx);
     for (const obj_h o : reversed) {
         rec(o).box = box_of_tr(rec(rec(o).tr));
         box_widen(&rec(o).box, static_cast<double>(merge_tol) * k_reader_margin);
@@ -129,14 +130,14 @@ void mesh_fixture::put_into_tree(const obj_list& reversed)
     }
 }
 
-void mesh_fixture::fill_tree()
+void mesh_fixture::fill_tree(std::uint32_t list_len)
 {
     obj_list chain = {};
     for (const tr_h t : trs)
         if (rec(t).refs != 0 && !list_push(&chain, rec(t).cell)) give_up("no memory for a list");
     cell_tree_free(&ctx);
     ctx.tr_count = ctx.longest_list = ctx.deepest_level = 0;
-    put_into_tree(chain);
+    put_into_tree(chain, list_len);
     list_free(&chain);
 }
 
@@ -208,6 +209,19 @@ void mesh_fixture::link(const std::string& a, const std::string& b)
         return;
     }
     give_up("no common edge of " + a + " and " + b);
+}
+
+void mesh_fixture::link_all()
+{
+    for (std::size_t a = 0; a < trs.size(); ++a)
+        for (int i = 0; i < 3; ++i)
+            for (std::size_t b = a + 1; b < trs.size() && !rec(trs[a]).nbr[i]; ++b) {
+                tr_rec& t = rec(trs[a]);
+                const int j = tr_edge_index(t.vtx[i], t.vtx[next3(i)], rec(trs[b]));
+                if (j < 0 || rec(trs[b]).nbr[j]) continue;
+                t.nbr[i] = trs[b];
+                rec(trs[b]).nbr[j] = trs[a];
+            }
 }
 
 void mesh_fixture::move(char letter, float dx, float dy, float dz)

@@ -70,14 +70,18 @@ struct mesh_fixture {
     /// Links two triangles across the edge of theirs that has the same two letters or records.
     void link(const std::string& a, const std::string& b);
 
+    /// Links every edge that is free with the next triangle in the list that has it free, too.
+    void link_all();
+
     /// Moves a point with all its records, and fills the tree anew.
     void move(char letter, float dx, float dy, float dz);
 
     /// Sets the merge tolerance, and fills the tree anew.
     void set_merge_tol(float tol);
 
-    /// Takes all triangles out of the tree and puts them in again, as after reading.
-    void fill_tree();
+    /// Takes all triangles out of the tree and puts them in again, as after reading; leaves of
+    /// `list_len` objects, where it is given, make a deep tree of a small mesh.
+    void fill_tree(std::uint32_t list_len = 0);
 
     /// Triangles in the tree, found by walking it.
     std::uint32_t tr_count();
@@ -103,7 +107,7 @@ struct mesh_fixture {
     std::string letters_; ///< letter of each point
 
     void build(mesh_form form);
-    void put_into_tree(const obj_list& reversed);
+    void put_into_tree(const obj_list& reversed, std::uint32_t list_len = 0);
     int index_of(const std::string& letters, int nth) const;
     aabb model_box() const;
 };
