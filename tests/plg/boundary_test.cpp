@@ -203,21 +203,21 @@ TEST(boundary, empty_tree_has_no_polygons)
 struct join_case {
     const char* name;
     const char* closed_edges; ///< of the triangle abc: 0 is ab, 1 is bc, 2 is ca
+    const char* points;       ///< of the polygon that was "a"
     plg_direction direction;
-    const char* points; ///< of the polygon that was "a"
     bool complains;
 };
 
 static const join_case join_cases[] = {
-    {"forward over one edge", "12", plg_at_end, "ab", false},
-    {"forward over two", "2", plg_at_end, "abc", false},
-    {"all edges are open", "", plg_at_end, "abca", true},
-    {"backward over one edge", "01", plg_at_end, "ac", false},
-    {"backward over two", "0", plg_at_end, "acb", false},
-    {"no boundary leaves", "02", plg_at_end, "a", false},
-    {"at the start", "2", plg_at_start, "cba", false},
-    {"backward at the start", "0", plg_at_start, "bca", false},
-    {"all open at the start", "", plg_at_start, "acba", true},
+    {"forward over one edge", "12", "ab", plg_at_end, false},
+    {"forward over two", "2", "abc", plg_at_end, false},
+    {"all edges are open", "", "abca", plg_at_end, true},
+    {"backward over one edge", "01", "ac", plg_at_end, false},
+    {"backward over two", "0", "acb", plg_at_end, false},
+    {"no boundary leaves", "02", "a", plg_at_end, false},
+    {"at the start", "2", "cba", plg_at_start, false},
+    {"backward at the start", "0", "bca", plg_at_start, false},
+    {"all open at the start", "", "acba", plg_at_start, true},
 };
 
 TEST(tr_edges, boundary_runs_over_the_open_edges_from_the_corner)

@@ -196,12 +196,12 @@ TEST(split, gives_what_comparing_all_pairs_gives)
 // every third of them. Comparing all pairs would take hours.
 TEST(split, long_polygons_take_no_longer_per_point)
 {
-    constexpr std::uint32_t n = 300000;
+    constexpr std::uint32_t k_places = 300000;
     plg_cell* list = nullptr;
     for (int p = 0; p < 3; ++p) {
         plg_rec* plg = &plg_list_push(&list)->plg;
-        for (std::uint32_t i = 0; i <= n; ++i) {
-            const float x = static_cast<float>(i % n);
+        for (std::uint32_t i = 0; i <= k_places; ++i) {
+            const float x = static_cast<float>(i % k_places);
             ASSERT_TRUE(plg_add_point(plg, {{x, 0.0f, 0.0f}, 0.0f, k_traced_point}));
             for (int detour = 0; i % 3 == 1 && detour < 3; ++detour)
                 ASSERT_TRUE(plg_add_point(
@@ -214,7 +214,7 @@ TEST(split, long_polygons_take_no_longer_per_point)
     }
     std::int32_t count = 3;
     EXPECT_TRUE(plg_split_all(&list, &count));
-    EXPECT_EQ(count, 3 + 3 * 100000);
+    EXPECT_EQ(count, 3 + static_cast<std::int32_t>(k_places));
     plg_list_free(&list);
 }
 

@@ -10,6 +10,7 @@
 #include "plg/split.h"
 #include "plg/tr_edges.h"
 
+#include <bit>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
@@ -156,7 +157,9 @@ void expect_same_list(const plg_cell* found, const plg_cell* expected)
         ASSERT_EQ(a.points.count, b.points.count);
         ASSERT_EQ(a.segs.count, b.segs.count);
         for (std::uint32_t i = 0; i < a.points.count; ++i)
-            ASSERT_EQ(std::memcmp(a.points[i].pnt, b.points[i].pnt, sizeof a.points[i].pnt), 0);
+            for (int k = 0; k < 3; ++k)
+                ASSERT_EQ(std::bit_cast<std::uint32_t>(a.points[i].pnt[k]),
+                          std::bit_cast<std::uint32_t>(b.points[i].pnt[k]));
         for (std::uint32_t i = 0; i < a.segs.count; ++i)
             ASSERT_EQ(a.segs[i].source, b.segs[i].source);
     }
