@@ -40,11 +40,13 @@ struct coord_transform {
     double scale[3]; ///< factor per axis
 };
 
-/// Edges that more than two triangles claim. Grows by a fixed step; entries move when it does.
+/// Edges that more than two triangles claim, in order of discovery. Entries move when it grows.
 struct edge_tbl {
     std::uint32_t count;
     std::uint32_t capacity;
-    edge_rec* entries; ///< owned
+    edge_rec* entries;        ///< owned
+    std::uint32_t* slots;     ///< hash of the ends: an entry's place plus 1, 0 free; owned
+    std::uint32_t slot_count; ///< a power of two, or 0
 };
 
 struct topo_ctx {

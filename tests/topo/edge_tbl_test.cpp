@@ -1,0 +1,89 @@
+#include "mesh/cell_tree.h"
+#include "topo/edge_tbl.h"
+#include "topo_mesh.h"
+
+namespace velmora {
+
+// Four triangles around the edge a-b, areas falling from c to f.
+static const char* const k_book = "a 0 0 0  b 1 0 0  c 0 8 0  d 0 0 4  e 0 -2 0  f 0 0 -1 g 0 9 9";
+static const char* const k_pages = "abc bad abe fab";
+
+TEST(edge_tbl, ends_are_found_in_either_order)
+{
+    edge_tbl tbl = {};
+    EXPECT_EQ(edge_tbl_find(tbl, vtx_h{1}, vtx_h{2}), nullptr);
+    for (std::uint32_t i = 1; i <= 5000; ++i)
+        ASSERT_NE(edge_tbl_add(&tbl, vtx_h{i}, vtx_h{i + 1}), nullptr);
+    for (std::uint32_t i = 1; i <= 5000; ++i) {
+        ASSERT_EQ(edge_tbl_find(tbl, vtx_h{i}, vtx_h{i + 1}), &tbl.entries[i - 1]);
+        ASSERT_EQ(edge_tbl_find(tbl, vtx_h{i + 1}, vtx_h{i}), &tbl.entries[i - 1]);
+        ASSERT_EQ(edge_tbl_find(tbl, vtx_h{i}, vtx_h{i + 2}), nullptr);
+    }
+    edge_tbl_free(&tbl);
+}
+
+TEST(edge_tbl, error_gathers_marks_and_sorts_all_users)
+{
+    topo_mesh m(k_book, "abc bad abe fab acg");
+    ASSERT_TRUE(note_edge_error(m.vtx('b'), m.vtx('a'), &m.topo.edge_errs, m.obj("abe"), &m.ctx));
+    ASSERT_EQ(m.topo.edge_errs.count, 1u);
+    const edge_rec& edge = m.topo.edge_errs.entries[0];
+    ASSERT_EQ(edge.count, 4u);
+    EXPECT_EQ(edge.users[0].obj, m.obj("fab"));
+    EXPECT_EQ(edge.users[0].slot, 1u);
+    EXPECT_EQ(edge.users[1].obj, m.obj("abe"));
+    EXPECT_EQ(edge.users[2].obj, m.obj("bad"));
+    EXPECT_EQ(edge.users[3].obj, m.obj("abc"));
+    EXPECT_EQ(m.flag_count(tr_edge_err | tr_edge_err2), 4u);
+    EXPECT_EQ(m.at("acg").flags & tr_edge_err, 0u);
+
+    ASSERT_TRUE(note_edge_error(m.vtx('a'), m.vtx('b'), &m.topo.edge_errs, m.obj("abc"), &m.ctx));
+    EXPECT_EQ(m.topo.edge_errs.count, 1u);
+    EXPECT_EQ(m.topo.edge_errs.entries[0].count, 4u);
+    EXPECT_TRUE(m.holders_are_exact());
+}
+
+TEST(edge_tbl, freeing_takes_marks_and_links_of_the_edge_away)
+{
+    topo_mesh m(k_book, "abc bad abe fab acg");
+    m.link("abc", "bad");
+    m.link("abc", "acg");
+    ASSERT_TRUE(note_edge_error(m.vtx('a'), m.vtx('b'), &m.topo.edge_errs, m.obj("abe"), &m.ctx));
+    edge_tbl_free(&m.topo.edge_errs);
+    EXPECT_EQ(m.topo.edge_errs.count, 0u);
+    EXPECT_EQ(m.flag_count(tr_edge_err), 0u);
+    EXPECT_EQ(m.flag_count(tr_edge_err2), 0u);
+    EXPECT_EQ(m.nbrs("abc"), "- - acg");
+    EXPECT_EQ(m.nbrs("bad"), "- - -");
+    EXPECT_TRUE(m.links_are_mutual());
+    EXPECT_TRUE(m.holders_are_exact());
+}
+
+TEST(edge_tbl, user_that_left_the_mesh_is_freed_with_the_table)
+{
+    topo_mesh m(k_book, k_pages);
+    ASSERT_TRUE(note_edge_error(m.vtx('a'), m.vtx('b'), &m.topo.edge_errs, m.obj("abe"), &m.ctx));
+    tr_delete(m.tr("bad"), &m.ctx);
+    EXPECT_TRUE(m.holders_are_exact());
+    edge_tbl_free(&m.topo.edge_errs);
+    EXPECT_EQ(m.tr_count(), 3u);
+    EXPECT_TRUE(m.holders_are_exact());
+}
+
+TEST(edge_tbl, running_out_of_memory_keeps_counts_exact)
+{
+    bool done = false;
+    for (std::uint64_t nth = 1; !done; ++nth) {
+        ASSERT_LT(nth, 20u);
+        topo_mesh m(k_book, "abc bad abe fab abg");
+        heap_fail_nth(nth);
+        const bool noted =
+            note_edge_error(m.vtx('a'), m.vtx('b'), &m.topo.edge_errs, m.obj("abe"), &m.ctx);
+        done = heap_calls() < nth;
+        heap_fail_nth(0);
+        EXPECT_EQ(noted, done);
+        EXPECT_TRUE(m.holders_are_exact());
+    }
+}
+
+} // namespace velmora

@@ -1,0 +1,166 @@
+#include "mesh/box.h"
+#include "mesh/cell_tree.h"
+#include "mesh/vec.h"
+#include "random_trs.h"
+#include "topo/merge.h"
+#include "topo_mesh.h"
+
+#include <cmath>
+#include <utility>
+
+namespace velmora {
+
+namespace {
+
+void merge(topo_mesh* m)
+{
+    ASSERT_EQ(merge_vertices(&m->err, &m->ctx), stage_ok);
+    EXPECT_TRUE(m->holders_are_exact());
+}
+
+// All pairs of each leaf, as one would write it without any thought of speed.
+void plain_merge(mesh_fixture* m)
+{
+    walk_leaves(m->ctx.root, everywhere, [](cell_node& leaf) {
+        for (std::uint32_t x = 0; x < leaf.list.count; ++x)
+            for (std::uint32_t y = x + 1; y < leaf.list.count; ++y) {
+                const cell_obj& a = rec(list_at(leaf.list, x));
+                const cell_obj& b = rec(list_at(leaf.list, y));
+                if (!box_overlap(a.box, b.box)) continue;
+                for (int i = 0; i < 3; ++i)
+                    for (int j = 0; j < 3; ++j) {
+                        const vtx_h p = rec(a.tr).vtx[i];
+                        const vtx_h q = rec(b.tr).vtx[j];
+                        if (p == q || !pts_equal(rec(p).pos, rec(q).pos)) continue;
+                        const bool q_stays = rec(p).refs <= rec(q).refs;
+                        if (q_stays) rec(a.tr).vtx[i] = vtx_ref(q);
+                        if (!q_stays) rec(b.tr).vtx[j] = vtx_ref(p);
+                        vtx_release(q_stays ? p : q);
+                    }
+            }
+        return true;
+    });
+}
+
+// The record of each corner and its count; no vertex is made by a merge, so this tells all.
+using corner_state = std::pair<std::uint32_t, std::uint16_t>;
+
+std::vector<corner_state> corners_of(const mesh_fixture& m)
+{
+    std::vector<corner_state> all;
+    for (const tr_h t : m.trs)
+        for (const vtx_h v : rec(t).vtx)
+            all.emplace_back(v.i, rec(v).refs);
+    return all;
+}
+
+} // namespace
+
+TEST(merge, soup_of_a_cube_has_eight_points)
+{
+    topo_mesh m(k_cube_points, k_cube_trs, soup);
+    merge(&m);
+    EXPECT_EQ(m.vtx_count(), 8u);
+    EXPECT_EQ(rec(m.vtx('a')).refs, 5u);
+}
+
+struct weld_case {
+    const char* name;
+    float gap[3];
+    std::uint32_t vtx_left;
+};
+
+// Gaps are sums of powers of two, so that each is exact in float.
+static const weld_case weld_cases[] = {
+    {"same place", {0, 0, 0}, 4},
+    {"exactly at the bound on all axes", {0.125f, -0.125f, 0.125f}, 4},
+    {"past the bound on one axis", {0.0f, 0.1875f, 0.0f}, 5},
+    {"the last bit past the bound", {0.12500012f, 0.0f, 0.0f}, 5},
+};
+
+TEST(merge, bound_is_closed_and_taken_per_axis)
+{
+    for (const weld_case& c : weld_cases) {
+        SCOPED_TRACE(c.name);
+        topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0  e 1 0 0  f 0 1 0", "abc edf", soup);
+        m.set_merge_tol(0.125f);
+        m.move('e', c.gap[0], c.gap[1], c.gap[2]);
+        merge(&m);
+        EXPECT_EQ(m.vtx_count(), c.vtx_left);
+    }
+}
+
+TEST(merge, no_tolerance_still_merges_equal_points)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0", "abc bdc", soup);
+    m.set_merge_tol(0.0f);
+    merge(&m);
+    EXPECT_EQ(m.vtx_count(), 4u);
+}
+
+// In the leaf's list the first triangle stands first.
+TEST(merge, later_object_wins_a_tie_and_more_users_win_otherwise)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0  e 0 0 1", "abc abd abe", soup);
+    const vtx_h of_second = m.corner("abd", 'a');
+    merge(&m);
+    EXPECT_EQ(m.corner("abc", 'a'), of_second);
+    EXPECT_EQ(m.corner("abe", 'a'), of_second);
+    EXPECT_EQ(rec(of_second).refs, 3u);
+}
+
+TEST(merge, corners_of_one_triangle_may_end_on_one_record)
+{
+    topo_mesh m("a 0 0 0  b 0.1875 0 0  c 0 4 0  x 0.09375 0 0  y 4 0 0  z 4 4 0", "abc xyz", soup);
+    m.set_merge_tol(0.125f);
+    merge(&m);
+    EXPECT_EQ(m.corner("abc", 'a'), m.corner("abc", 'b'));
+    EXPECT_NE(m.corner("abc", 'a'), m.corner("abc", 'c'));
+}
+
+// Points stand on a grid of one quarter, so a tolerance below makes all close points equal ones, a
+// tolerance above makes chains; the last seeds move single points by half of the tolerance.
+TEST(merge, outcome_is_that_of_all_pairs_in_order)
+{
+    for (unsigned seed = 1; seed < 240; ++seed) {
+        SCOPED_TRACE(seed);
+        const unsigned n = 4 + seed % 30;
+        auto points = random_points(seed, n);
+        const float tol = seed % 3 == 0 ? 0.25f : 0.125f;
+        if (seed >= 120)
+            for (unsigned i = 0; i < n; i += 3)
+                points[i][seed % 3] += 0.5f * tol;
+        if (seed % 7 == 0) points[1][0] = std::nanf("");
+        if (seed % 11 == 0) points[0][1] = INFINITY;
+        const auto trs = random_trs(seed, n, 5 + seed % 60);
+        const mesh_form form = seed % 5 ? soup : shared_corners;
+        std::vector<corner_state> expected;
+        {
+            topo_mesh m(points, trs, form);
+            m.set_merge_tol(tol);
+            plain_merge(&m);
+            expected = corners_of(m);
+        }
+        topo_mesh m(points, trs, form);
+        m.set_merge_tol(tol);
+        merge(&m);
+        ASSERT_EQ(corners_of(m), expected);
+    }
+}
+
+TEST(merge, running_out_of_memory_is_reported)
+{
+    bool done = false;
+    for (std::uint64_t nth = 1; !done; ++nth) {
+        ASSERT_LT(nth, 40u);
+        topo_mesh m(k_cube_points, k_cube_trs, soup);
+        heap_fail_nth(nth);
+        const stage_result merged = merge_vertices(&m.err, &m.ctx);
+        done = heap_calls() < nth;
+        heap_fail_nth(0);
+        EXPECT_EQ(m.err == err_no_memory, merged == stage_failed);
+        EXPECT_TRUE(m.holders_are_exact());
+    }
+}
+
+} // namespace velmora

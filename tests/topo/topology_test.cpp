@@ -1,0 +1,180 @@
+#include "mesh/cell_tree.h"
+#include "random_trs.h"
+#include "topo/topology.h"
+#include "topo_mesh.h"
+
+namespace velmora {
+
+static void build(topo_mesh* m)
+{
+    ASSERT_EQ(topo_build(&m->err, &m->ctx), stage_ok);
+    m->expect_sound();
+}
+
+TEST(topology, nothing_stays_nothing)
+{
+    topo_mesh m("", "");
+    build(&m);
+    EXPECT_EQ(topo_update(&m.err, &m.ctx), stage_ok);
+    EXPECT_EQ(mark_duplicates(&m.ctx), stage_ok);
+    EXPECT_EQ(m.ctx.tr_count, 0u);
+}
+
+TEST(topology, soup_becomes_a_mesh)
+{
+    topo_mesh m(k_cube_points, k_cube_trs, soup);
+    build(&m);
+    EXPECT_EQ(m.vtx_count(), 8u);
+    EXPECT_EQ(m.link_count(), 36u);
+    EXPECT_EQ(m.topo.edge_errors, 0u);
+    EXPECT_EQ(m.topo.tri_with_3_nbrs, 0u);
+}
+
+TEST(topology, open_sheet_keeps_open_edges)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "abc acd", soup);
+    build(&m);
+    EXPECT_EQ(m.nbrs("abc"), "- - acd");
+    EXPECT_EQ(m.nbrs("acd"), "abc - -");
+}
+
+// The corners b and e are not equal, only close: stitching leaves the edge, the search links it.
+TEST(topology, close_points_link_by_search)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0  e 1.125 0 0", "abc edc", soup);
+    m.set_merge_tol(0.125f);
+    build(&m);
+    EXPECT_EQ(m.nbrs("abc"), "- edc -");
+    EXPECT_EQ(m.vtx_count(), 4u);
+}
+
+TEST(topology, collapsed_triangles_go)
+{
+    topo_mesh m("a 0 0 0  b 0.0625 0 0  c 0 1 0  d 1 1 0  e -1 0 0", "abc bdc eac", soup);
+    m.set_merge_tol(0.125f);
+    build(&m);
+    EXPECT_EQ(m.ctx.tr_count, 2u);
+    EXPECT_EQ(m.nbrs("bdc"), "- - eac");
+}
+
+TEST(topology, equal_places_with_three_records_are_no_collapse)
+{
+    topo_mesh m("a 0 0 0  b 0 0 0  c 0 1 0", "abc");
+    EXPECT_EQ(drop_collapsed(&m.err, &m.ctx), stage_ok);
+    EXPECT_EQ(m.ctx.tr_count, 1u);
+}
+
+TEST(topology, three_users_of_an_edge_are_an_edge_error)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -2 0  e 0 0 3", "abc abd abe", soup);
+    build(&m);
+    EXPECT_EQ(m.topo.edge_errors, 2u);
+    EXPECT_EQ(m.topo.edge_errs.count, 1u);
+    EXPECT_EQ(m.link_count(), 2u);
+
+    // The table's links go with it, so the next step counts the same errors again.
+    EXPECT_EQ(topo_update(&m.err, &m.ctx), stage_ok);
+    m.expect_sound();
+    EXPECT_EQ(m.topo.edge_errors, 2u);
+    EXPECT_EQ(m.link_count(), 2u);
+}
+
+TEST(topology, update_fills_open_slots_and_drops_collapsed)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0  e -1 0 0", "abc acd ade");
+    m.link("acd", "ade");
+    vtx_h* const slot = &m.at("ade").vtx[2];
+    vtx_release(*slot);
+    *slot = vtx_ref(m.vtx('d'));
+    EXPECT_EQ(topo_update(&m.err, &m.ctx), stage_ok);
+    m.expect_sound();
+    EXPECT_EQ(m.ctx.tr_count, 2u);
+    EXPECT_EQ(m.nbrs("acd"), "abc - -");
+}
+
+TEST(topology, no_vertices_are_merged_when_reused)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "abc", soup);
+    m.topo.reuse = 1;
+    build(&m);
+    EXPECT_EQ(m.vtx_count(), 3u);
+}
+
+TEST(topology, collecting_reverses_the_order_of_discovery)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "abc acd");
+    obj_list objs = {};
+    ASSERT_EQ(collect_objs(&objs, &m.err, &m.ctx), stage_ok);
+    ASSERT_EQ(objs.count, 2u);
+    EXPECT_EQ(list_at(objs, 0), m.obj("acd"));
+    EXPECT_EQ(list_at(objs, 1), m.obj("abc"));
+    list_free(&objs);
+}
+
+struct dup_case {
+    const char* trs;
+    std::uint32_t marked;
+};
+
+static const dup_case dup_cases[] = {
+    {"abc acd", 0}, {"abc cab", 2}, {"abc acb", 2}, {"abc abc abc", 2}, {"abc acd dca cba", 4},
+};
+
+TEST(topology, duplicates_are_marked_in_pairs)
+{
+    for (const dup_case& c : dup_cases) {
+        SCOPED_TRACE(c.trs);
+        topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", c.trs);
+        m.at("abc").flags |= tr_prob_17;
+        for (const tr_h t : m.trs)
+            tr_set_mark(t, 15); // marks of an earlier turn
+        EXPECT_EQ(mark_duplicates(&m.ctx), stage_ok);
+        EXPECT_EQ(m.flag_count(tr_dup), c.marked);
+        EXPECT_EQ(m.flag_count(tr_prob_17), 0u);
+    }
+}
+
+TEST(topology, hook_refuses_points_only)
+{
+    mesh_fixture m("a 0 0 0  b 1e-38 0 0  c 0 1e-38 0  d 2e-38 0 0  e 1 0 0", "abc abd aeb");
+    EXPECT_TRUE(tr_is_point(m.ctx.root, m.obj("abc")));
+    EXPECT_FALSE(tr_is_point(m.ctx.root, m.obj("abd")));
+    EXPECT_FALSE(tr_is_point(m.ctx.root, m.obj("aeb")));
+    m.ctx.insert_hook = tr_is_point;
+    m.fill_tree();
+    EXPECT_EQ(m.ctx.tr_count, 2u);
+    EXPECT_TRUE(m.counts_are_exact());
+}
+
+TEST(topology, random_soups_end_sound)
+{
+    for (unsigned seed = 1; seed < 60; ++seed) {
+        SCOPED_TRACE(seed);
+        topo_mesh m(random_points(seed, 3 + seed % 20), random_trs(seed, 3 + seed % 20, seed),
+                    soup);
+        m.set_merge_tol(seed % 2 ? 0.25f : 0.125f);
+        build(&m);
+        EXPECT_EQ(topo_update(&m.err, &m.ctx), stage_ok);
+        m.expect_sound();
+    }
+}
+
+TEST(topology, running_out_of_memory_leaves_exact_counts)
+{
+    bool done = false;
+    for (std::uint64_t nth = 1; !done; ++nth) {
+        ASSERT_LT(nth, 200u);
+        topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -2 0  e 0 0 3  f 1e-7 0 0",
+                    "abc abd abe afc bce", soup);
+        heap_fail_nth(nth);
+        const stage_result built = topo_build(&m.err, &m.ctx);
+        done = heap_calls() < nth;
+        heap_fail_nth(0);
+        EXPECT_EQ(m.err == err_no_memory, built == stage_failed);
+        EXPECT_TRUE(m.holders_are_exact());
+        EXPECT_TRUE(m.links_are_mutual());
+        EXPECT_TRUE(!done || built == stage_ok);
+    }
+}
+
+} // namespace velmora
