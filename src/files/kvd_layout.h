@@ -65,7 +65,7 @@ inline void kvd_put_header(unsigned char* at, const kvd_header& header)
     put_u32(at + 12, header.count);
 }
 
-/// What a record that is too short lacks, at least in the first of its section.
+/// What a record that is too short lacks.
 inline void kvd_put_default_tr(unsigned char* at)
 {
     constexpr float k_no_corner_val = 255.0f;

@@ -182,7 +182,7 @@ int slots_with(tr_h nbr, const tr_rec& tr)
     return (tr.nbr[0] == nbr) + (tr.nbr[1] == nbr) + (tr.nbr[2] == nbr);
 }
 
-// One link there and one back across one common edge: whoever dies first clears both.
+// Just one link comes back, and across a common edge: whoever dies first clears both.
 bool links_are_answered(tr_h t)
 {
     const tr_rec& tr = rec(t);
@@ -190,7 +190,7 @@ bool links_are_answered(tr_h t)
         const tr_h n = tr.nbr[i];
         if (!n) continue;
         const tr_rec& nb = rec(n);
-        if (n == t || slots_with(n, tr) != 1 || slots_with(t, nb) != 1) return false;
+        if (n == t || slots_with(t, nb) != 1) return false;
         if (!same_edge(tr, i, nb, tr_nbr_index(t, nb))) return false;
     }
     return true;
@@ -211,7 +211,7 @@ void discard_trs(const section<tr_rec>& trs)
     for (std::uint32_t i = 0; i < trs.count; ++i) {
         tr_rec& tr = rec(trs.items[i]);
         std::fill(tr.nbr, tr.nbr + 3, tr_h{});
-        if (!tr.cell) tr_release(tr_ref(trs.items[i]));
+        if (tr.refs == 0) tr_release(tr_ref(trs.items[i]));
     }
 }
 

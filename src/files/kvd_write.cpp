@@ -115,8 +115,8 @@ void put_carried(unsigned char* at, const slot_order& order, const tr_cold& carr
     for (std::size_t i = 0; i < 3; ++i) {
         const int from = order.corner[i];
         put_f32(at + kvd_tr_corner_val + 4 * i, carried.corner_val[from]);
-        if (extra.key != k_no_extra)
-            std::memcpy(at + kvd_tr_extra_values + 8 * i, extra.values[from], 8);
+        std::memcpy(at + kvd_tr_extra_values + 8 * i, extra.values[from],
+                    sizeof extra.values[from]);
     }
 }
 
