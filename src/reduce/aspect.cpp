@@ -164,8 +164,9 @@ bool apply_candidate(const vtx_site& site, int label, const collapse_rec& base)
 {
     for (int k = 0; k < candidates.count; ++k) {
         const collapse_rec& moved = candidates.recs[k];
-        const std::uint32_t place = rec(moved.target).tbl_index - 1;
-        const vtx_site other = site_of(site.table, *site.params, place);
+        const std::uint32_t index = rec(moved.target).tbl_index;
+        if (index == 0) continue; // a one-sided link led to a triangle that is not in the tree
+        const vtx_site other = site_of(site.table, *site.params, index - 1);
         const verdict v = try_candidate(site, label, moved, base, other);
         if (v == verdict::stop) return false;
         if (v == verdict::next) continue;

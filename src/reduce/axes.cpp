@@ -23,14 +23,13 @@ static std::int16_t axis_label(const float* nrm)
     return static_cast<std::int16_t>(label);
 }
 
-stage_result label_tr_axes(mesh_ctx* ctx)
+void label_tr_axes(mesh_ctx* ctx)
 {
     for_each_obj_once(ctx, [](obj_h, cell_obj& obj) {
         tr_rec& tr = rec(obj.tr);
         if (tr.plane_class == 0) tr.plane_class = axis_label(tr.nrm);
         return true;
     });
-    return stage_ok;
 }
 
 int fan_axis_label(const vtx_fan& fan)

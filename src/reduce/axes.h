@@ -8,7 +8,7 @@
 namespace velmora {
 
 /// Gives every unlabelled triangle its plane_class; a label stays whatever becomes of the normal.
-[[nodiscard]] stage_result label_tr_axes(mesh_ctx* ctx);
+void label_tr_axes(mesh_ctx* ctx);
 
 constexpr int k_all_one_axis = -1; ///< every fan triangle is labelled, all square to one axis
 constexpr int k_no_axis = 0;

@@ -86,15 +86,15 @@ void visit_point(vtx_table* table, const plg_rec& plg, std::uint32_t i, polygon_
     if (place >= 0) open_vtx_nrm(table, static_cast<std::uint32_t>(place), run);
 }
 
-// The first point whose vertex gets a direction. The search stays on the last point: a second try
-// there finds the vertex no longer open.
+// The first point whose vertex gets a direction, or that has no vertex; one that fails lends its
+// normals to nobody. The search stays on the last point: a second try there finds the vertex no
+// longer open.
 std::uint32_t find_first_nrm(vtx_table* table, const plg_rec& plg, polygon_run* run)
 {
     for (std::uint32_t i = 0;; i = i + 1 < plg.points.count ? i + 1 : i) {
-        const std::int64_t place = point_place(plg, i);
-        if (place < 0) return i;
         run->has_nrms = false;
-        if (open_vtx_nrm(table, static_cast<std::uint32_t>(place), run)) return i;
+        const std::int64_t place = point_place(plg, i);
+        if (place < 0 || open_vtx_nrm(table, static_cast<std::uint32_t>(place), run)) return i;
     }
 }
 

@@ -1,0 +1,65 @@
+// tests/program/program_run.h - starts the built program in an empty folder and looks at the
+// result.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+/// What a run left behind besides its files.
+struct program_result {
+    int status;      ///< exit status of the process, -1 when it died otherwise
+    std::string log; ///< standard error
+    std::string out; ///< standard output
+
+    /// The log without the lines that tell times.
+    std::string steady_log() const;
+};
+
+/// A folder of its own for one test, gone afterwards.
+struct run_folder {
+    std::filesystem::path path;
+
+    run_folder();
+    ~run_folder();
+    run_folder(const run_folder&) = delete;
+    run_folder& operator=(const run_folder&) = delete;
+
+    void write(const std::string& name, const std::string& bytes) const;
+    std::string read(const std::string& name) const;
+    bool has(const std::string& name) const;
+
+    /// Runs `velmora options` here through a shell, so that quotes and redirections work.
+    program_result run(const std::string& options) const;
+};
+
+/// One facet of a test model: nine numbers.
+struct facet {
+    float corners[3][3];
+};
+
+/// A binary STL file of these facets.
+std::string binary_stl(const std::vector<facet>& facets);
+
+/// The facets of a binary STL file.
+std::vector<facet> facets_of(const std::string& stl);
+
+/// The same as text.
+std::string ascii_stl(const std::vector<facet>& facets);
+
+/// The surface of a box with every face cut into n by n squares of two triangles each; closed and
+/// wound outwards.
+std::vector<facet> box_mesh(float dx, float dy, float dz, int n);
+
+/// An open sheet of n by n squares in the plane z = 0.
+std::vector<facet> sheet_mesh(float size, int n);
+
+/// Volume enclosed by a closed surface that is wound outwards.
+double volume_of(const std::vector<facet>& facets);
+
+/// Number of directed edges without a partner that runs the other way: 0 for a closed surface.
+std::size_t open_edges(const std::vector<facet>& facets);
+
+} // namespace velmora
