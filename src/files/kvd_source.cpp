@@ -8,7 +8,7 @@
 
 namespace velmora {
 
-static constexpr std::size_t k_block = 256 * 1024;
+static constexpr std::size_t k_block = std::size_t{256} * 1024;
 static_assert(k_block >= k_kvd_longest_take);
 
 static void measure(kvd_source* source)

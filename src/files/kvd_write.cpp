@@ -9,7 +9,7 @@ namespace velmora {
 
 namespace {
 
-constexpr std::size_t k_block = 256 * 1024;
+constexpr std::size_t k_block = std::size_t{256} * 1024;
 
 // Which corner, and which edge, of a triangle goes into the first, second and third slot.
 struct slot_order {

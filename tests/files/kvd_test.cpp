@@ -304,85 +304,70 @@ TEST(kvd, longer_records_are_read_whole)
     EXPECT_EQ(corner_pos(rec(rec(list_at(r.list, 2)).tr), 2)[1], 1.0f);
 }
 
-struct blocks_case {
+struct file_case {
     const char* name;
+    stage_result result;
+    std::uint32_t count; ///< triangles on the list
     std::string bytes;
-    std::uint32_t count;
 };
 
 static const std::vector<std::string> k_many_vtxs(2100, vtx(1, 1, 1));
-
-static const blocks_case good_files[] = {
-    {"many records", model(k_many_vtxs, {tr({{0, 1, 2099}})}), 1},
-    {"nothing", "", 0},
-    {"two models", square() + square(), 4},
-    {"a foreign block between", square() + header(1, 150, 2, 9) + std::string(50, 'x') + square(),
-     4},
-    {"a foreign block without a body", header(1, 100, 2, 0) + square(), 2},
-    {"a bare header of unknown type", header(0, 0xFFFFFFFF, 3, 0xFFFFFFFF) + square(), 2},
-    {"a model without records", model({}, {}) + square(), 2},
-    {"records of no size, none of them",
-     header(333, 0, 1, 1) + section(444, {}, 0) + section(555, {}, 0), 0},
-    {"points that no triangle uses", model(k_square, {}), 0},
-    {"sizes of sections and models are not looked at",
-     header(0, 0, 1, 0) + header(0, 0, 12, 3) + vtx(0, 0, 0) + vtx(1, 0, 0) + vtx(0, 1, 0) +
-         header(0, 1, 80, 1) + tr({{0, 1, 2}}),
-     1},
-};
-
-TEST(kvd, blocks_follow_each_other)
-{
-    for (const blocks_case& c : good_files) {
-        for (const source_kind source : {from_file, from_pipe}) {
-            SCOPED_TRACE(c.name);
-            const reading r(c.bytes, source);
-            EXPECT_EQ(r.result, stage_ok);
-            EXPECT_EQ(r.count, c.count);
-            EXPECT_TRUE(r.is_exact());
-        }
-    }
-}
+static const std::string k_model_header = header(333, 0, 1, 1);
+static const std::string k_vtxs = section(444, k_square, 12);
 
 static std::string with_tr(const tr_fields& f)
 {
     return model(k_square, {tr({{0, 1, 2}}), tr(f)});
 }
 
-static const blocks_case bad_files[] = {
-    {"a vertex behind the section", with_tr({{0, 1, 4}}), 0},
-    {"a corner without a vertex", with_tr({{k_none, 1, 2}}), 0},
-    {"a corner in a section without vertices", model({}, {tr({{0, 0, 0}})}), 0},
-    {"a record too short for its corners", model(k_square, {tr({{0, 1, 2}}).substr(0, 8)}), 0},
-    {"a foreign block smaller than its header", header(1, 99, 2, 0) + std::string(200, '\3'), 0},
-    {"a foreign block that is cut", header(1, 0xFFFFFFFF, 2, 0) + square(), 0},
-    {"vertices of no size",
-     header(333, 0, 1, 1) + header(444, 100, 0, 4) + section(555, {tr({{0, 1, 2}})}, 80), 0},
-    {"triangles of no size",
-     header(333, 0, 1, 1) + section(444, k_square, 12) + header(555, 100, 0, 4) + square(), 0},
-    {"more vertices than any file has",
-     header(333, 0, 1, 1) + header(444, 0, 12, k_none) + square(), 0},
-    {"the longest records there are",
-     header(333, 0, 1, 1) + header(444, 0, k_none, k_none) + square(), 0},
-    {"more triangles than any file has",
-     header(333, 0, 1, 1) + section(444, k_square, 12) + header(555, 0, 80, k_none) +
-         tr({{0, 1, 2}}),
-     0},
-    {"a fault in the second model", square() + with_tr({{9, 9, 9}}) + square(), 2},
-    {"rubbish behind the model", square() + "\r\n", 2},
+static const file_case file_cases[] = {
+    {"nothing", stage_ok, 0, ""},
+    {"two models", stage_ok, 4, square() + square()},
+    {"many records", stage_ok, 1, model(k_many_vtxs, {tr({{0, 1, 2099}})})},
+    {"a foreign block", stage_ok, 4, square() + header(1, 110, 2, 9) + "ten bytes." + square()},
+    {"a foreign block without a body", stage_ok, 2, header(1, 100, 2, 0) + square()},
+    {"a bare header", stage_ok, 2, header(0, 0xFFFFFFFF, 3, 0xFFFFFFFF) + square()},
+    {"a model without records", stage_ok, 2, model({}, {}) + square()},
+    {"points that no triangle uses", stage_ok, 0, model(k_square, {})},
+    {"no records of no size", stage_ok, 0,
+     k_model_header + section(444, {}, 0) + section(5, {}, 0)},
+    {"sizes of sections are not looked at", stage_ok, 1,
+     header(0, 0, 1, 0) + header(0, 0, 12, 1) + vtx(0, 0, 0) + header(0, 1, 80, 1) + tr({})},
+
+    {"a vertex behind the section", stage_failed, 0, with_tr({{0, 1, 4}})},
+    {"a corner without a vertex", stage_failed, 0, with_tr({{k_none, 1, 2}})},
+    {"a corner, but no vertices", stage_failed, 0, model({}, {tr({{0, 0, 0}})})},
+    {"too short for corners", stage_failed, 0, model(k_square, {tr({{0, 1, 2}}).substr(0, 8)})},
+    {"a foreign block below its header", stage_failed, 0,
+     header(1, 99, 2, 0) + std::string(200, '\3')},
+    {"a cut foreign block", stage_failed, 0, header(1, 0xFFFFFFFF, 2, 0) + square()},
+    {"vertices of no size", stage_failed, 0,
+     k_model_header + header(444, 100, 0, 4) + section(555, {tr({{0, 1, 2}})}, 80)},
+    {"triangles of no size", stage_failed, 0,
+     k_model_header + k_vtxs + header(555, 100, 0, 4) + square()},
+    {"more vertices than any file has", stage_failed, 0,
+     k_model_header + header(444, 0, 12, k_none) + square()},
+    {"more triangles than any file has", stage_failed, 0,
+     k_model_header + k_vtxs + header(555, 0, 80, k_none) + tr({{0, 1, 2}})},
+    {"a fault in the second model", stage_failed, 2, square() + with_tr({{9, 9, 9}}) + square()},
+    {"rubbish behind the model", stage_failed, 2, square() + "\r\n"},
 };
 
 TEST(kvd, wrong_files_fail_and_leave_the_models_before)
 {
-    for (const blocks_case& c : bad_files) {
+    for (const file_case& c : file_cases) {
         for (const source_kind source : {from_file, from_pipe}) {
             SCOPED_TRACE(c.name);
             const reading r(c.bytes, source);
-            EXPECT_EQ(r.result, stage_failed);
+            EXPECT_EQ(r.result, c.result);
             EXPECT_EQ(r.err, err_none);
             EXPECT_EQ(r.count, c.count);
             EXPECT_TRUE(r.is_exact());
         }
     }
+    reading r("");
+    for (const char* path : {"/no/such/file", "/"})
+        EXPECT_EQ(kvd_read_model(path, &r.list, &r.count, &r.bbox, &r.err, &r.ctx), stage_failed);
 }
 
 TEST(kvd, nothing_is_made_for_records_that_cannot_come)
@@ -409,13 +394,6 @@ TEST(kvd, a_file_may_end_only_between_its_blocks)
         ASSERT_EQ(r.count, length < square().size() ? 0u : length < whole.size() ? 2u : 4u);
         ASSERT_TRUE(r.is_exact()) << length;
     }
-}
-
-TEST(kvd, what_is_no_file_fails)
-{
-    reading r("");
-    for (const char* path : {"/no/such/file", "/"})
-        EXPECT_EQ(kvd_read_model(path, &r.list, &r.count, &r.bbox, &r.err, &r.ctx), stage_failed);
 }
 
 struct link_case {
