@@ -97,13 +97,14 @@ static int next_nonblank(stl_stream* s)
     return c;
 }
 
-// Reads on to the end of the line, unless the keyword in front ended it. `name` may be null.
+// Reads on to the end of the line, unless the keyword in front ended it. `name` may be null. Only
+// as the start of a token does the byte 0xff end the input; here it is one more odd character.
 static void read_rest_of_line(stl_stream* s, char* name)
 {
     std::uint32_t length = 0;
     while (!(s->flags & stl_flag_line_end)) {
         const int c = next_char(s);
-        if (is_end(c)) break;
+        if (c == -1) break;
         const bool printable = c >= ' ' && c <= '~';
         const bool ended = (s->flags & stl_flag_line_end) != 0;
         if (name && printable && !ended && length < k_stl_header_size)

@@ -160,24 +160,26 @@ bool vtx_fan_angles_ok(const vtx_site& site)
     return true;
 }
 
+// The bound is a float and the lengths are doubles, so of two edges that are equal but for rounding
+// either may win; narrowing is part of the result.
+static void take_if_shorter(const tr_rec& tr, int e, int far_end, float* bound, vtx_h* nearest)
+{
+    const double len = edge_len(tr, e);
+    if (!(len < static_cast<double>(*bound))) return;
+    *bound = static_cast<float>(len);
+    *nearest = tr.vtx[far_end];
+}
+
 vtx_h vtx_shortest_nb(const vtx_site& site)
 {
     vtx_h nearest = {};
-    double bound = static_cast<double>(static_cast<float>(site.params->max_edge));
+    float bound = static_cast<float>(site.params->max_edge);
     for (const tr_h t : site.fan) {
         const tr_rec& tr = rec(t);
         const int i = tr_vtx_index(site.v, tr);
         if (i < 0) continue;
-        const double ahead = edge_len_f(tr, i);
-        if (ahead < bound) {
-            bound = ahead;
-            nearest = tr.vtx[next3(i)];
-        }
-        const double behind = edge_len_f(tr, prev3(i));
-        if (behind < bound) {
-            bound = behind;
-            nearest = tr.vtx[prev3(i)];
-        }
+        take_if_shorter(tr, i, next3(i), &bound, &nearest);
+        take_if_shorter(tr, prev3(i), prev3(i), &bound, &nearest);
     }
     return nearest;
 }
