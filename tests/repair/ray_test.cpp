@@ -1,0 +1,259 @@
+#include "linked.h"
+#include "repair/ray.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace velmora {
+namespace {
+
+struct polygon_case {
+    const char* name;
+    std::vector<pt_2d> outline;
+    pt_2d at;
+    polygon_side side;
+};
+
+const std::vector<pt_2d> k_diamond = {{0, -1}, {1, 0}, {0, 1}, {-1, 0}};
+const std::vector<pt_2d> k_square = {{0, 0}, {2, 0}, {2, 2}, {0, 2}};
+// A step outline whose upper notch lies on the scan line v = 1.
+const std::vector<pt_2d> k_step = {{0, 0}, {4, 0}, {4, 2}, {3, 2}, {3, 1}, {1, 1}, {1, 2}, {0, 2}};
+
+const polygon_case polygon_cases[] = {
+    {"inside", k_square, {0.5f, 1.5f}, pt_inside},
+    {"right of it", k_square, {3, 1}, pt_outside},
+    {"left of it", k_square, {-1, 1}, pt_outside},
+    {"above", k_square, {1, 3}, pt_outside},
+    {"on a level edge", k_square, {1, 2}, pt_on_outline},
+    {"level with an edge, beside it", k_square, {-1, 2}, pt_outside},
+    {"on a corner", k_square, {0, 2}, pt_on_outline},
+    {"on a slanting edge", k_diamond, {0.5f, 0.5f}, pt_on_outline},
+    {"inside, the line leaves through a corner", k_diamond, {0.25f, 0}, pt_inside},
+    {"outside, the line goes through two corners", k_diamond, {-2, 0}, pt_outside},
+    {"outside, the line touches the top corner", k_diamond, {-1, 1}, pt_outside},
+    {"outside, the line touches the bottom corner", k_diamond, {-1, -1}, pt_outside},
+    {"inside, the line runs along an edge that turns back", k_step, {0.5f, 1}, pt_inside},
+    {"on the edge in the notch", k_step, {2, 1}, pt_on_outline},
+    {"right of the notch", k_step, {3.5f, 1}, pt_inside},
+    {"left of all", k_step, {-1, 1}, pt_outside},
+};
+
+TEST(point_in_polygon, tells_inside_outside_and_outline)
+{
+    for (const polygon_case& c : polygon_cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<pt_2d> p = c.outline;
+        // The answer hangs neither on the direction nor on the corner that comes first.
+        for (std::size_t turn = 0; turn < p.size(); ++turn) {
+            const int n = static_cast<int>(p.size());
+            EXPECT_EQ(point_in_polygon_2d(c.at, p.data(), n), c.side);
+            const std::vector<pt_2d> back(p.rbegin(), p.rend());
+            EXPECT_EQ(point_in_polygon_2d(c.at, back.data(), n), c.side);
+            std::rotate(p.begin(), p.begin() + 1, p.end());
+        }
+    }
+}
+
+TEST(point_in_polygon, snaps_to_the_outline_within_a_millionth)
+{
+    EXPECT_EQ(point_in_polygon_2d({1, 9.0e-7f}, k_square.data(), 4), pt_on_outline);
+    EXPECT_EQ(point_in_polygon_2d({1, 2.0e-6f}, k_square.data(), 4), pt_inside);
+    EXPECT_EQ(point_in_polygon_2d({1, -2.0e-6f}, k_square.data(), 4), pt_outside);
+    EXPECT_EQ(point_in_polygon_2d({0.5f, 0.5f + 4.0e-7f}, k_diamond.data(), 4), pt_on_outline);
+}
+
+// The height at which an upright edge passes the point is 0/0, which is near nothing.
+TEST(point_in_polygon, counts_upright_edges_but_never_lies_on_them)
+{
+    EXPECT_EQ(point_in_polygon_2d({0, 1}, k_square.data(), 4), pt_inside);
+    EXPECT_EQ(point_in_polygon_2d({2, 1}, k_square.data(), 4), pt_outside);
+}
+
+struct segment_case {
+    const char* name;
+    float from[3];
+    float to[3];
+    crossing met;
+};
+
+const segment_case segment_cases[] = {
+    {"through the inside", {1, 1, -1}, {1, 1, 1}, crossing_inside},
+    {"slanting", {0, 1, -1}, {2, 1, 1}, crossing_inside},
+    {"beside it", {3, 3, -1}, {3, 3, 1}, crossing_miss},
+    {"through an edge", {1, 0, -1}, {1, 0, 1}, crossing_on_boundary},
+    {"through a corner", {4, 0, -1}, {4, 0, 1}, crossing_on_boundary},
+    {"ends on the plane", {1, 1, -1}, {1, 1, 0}, crossing_inside},
+    {"ends before the plane", {1, 1, -1}, {1, 1, -0.5f}, crossing_miss},
+    {"begins behind the plane", {1, 1, 0.5f}, {1, 1, 1}, crossing_miss},
+    {"in the plane", {-1, 1, 0}, {5, 1, 0}, crossing_miss},
+    {"no length", {1, 1, 0}, {1, 1, 0}, crossing_miss},
+};
+
+TEST(segment_against_triangle, is_classed_alike_from_both_ends)
+{
+    // a-b-c in the plane of z, and the same triangle with x, y, z in the place of y, z, x.
+    mesh_fixture m("a 0 0 0  b 4 0 0  c 0 4 0  d 0 0 4", "abc bda");
+    m.at("abc").nrm[2] = 1.0f;
+    m.at("bda").nrm[1] = -1.0f; // corners (x, z) = (4, 0) (0, 4) (0, 0)
+    for (const segment_case& c : segment_cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(segment_triangle_class(m.at("abc"), c.from, c.to), c.met);
+        EXPECT_EQ(segment_triangle_class(m.at("abc"), c.to, c.from), c.met);
+        const float from[3] = {c.from[0], c.from[2], c.from[1]};
+        const float to[3] = {c.to[0], c.to[2], c.to[1]};
+        EXPECT_EQ(segment_triangle_class(m.at("bda"), from, to), c.met);
+    }
+}
+
+TEST(segment_against_triangle, does_without_a_normal)
+{
+    mesh_fixture m("a 0 0 0  b 4 0 0  c 0 4 0", "abc");
+    const float from[3] = {1, 1, -1};
+    const float to[3] = {1, 1, 1};
+    EXPECT_EQ(segment_triangle_class(m.at("abc"), from, to), crossing_inside);
+    m.set_merge_tol(5.0f);
+    EXPECT_EQ(segment_triangle_class(m.at("abc"), from, to), crossing_miss);
+}
+
+TEST(ray_to_box_exit, stops_at_the_first_face_and_never_goes_back)
+{
+    const aabb box = {{0, 0, 0}, {4, 8, 16}};
+    float pt[3] = {1, 1, 1};
+    const float slant[3] = {0.5f, 1.0f, 0.0f};
+    ray_to_box_exit(box, slant, pt);
+    EXPECT_EQ(pt[0], 4.0f);
+    EXPECT_EQ(pt[1], 7.0f);
+    EXPECT_EQ(pt[2], 1.0f);
+    const float down[3] = {0.0f, 0.0f, -1.0f};
+    ray_to_box_exit(box, down, pt);
+    EXPECT_EQ(pt[2], 0.0f);
+    pt[2] = -3.0f;
+    ray_to_box_exit(box, down, pt);
+    EXPECT_EQ(pt[2], -3.0f);
+}
+
+// Sheets above each other, fine enough for many leaves.
+struct stack {
+    solid s;
+    mesh_fixture m;
+
+    explicit stack(int sheets, float shift = 0.0f) : s(make(sheets, shift)), m(s.points, s.trs)
+    {
+    }
+
+    static solid make(int sheets, float shift)
+    {
+        solid s;
+        for (int i = 0; i < sheets; ++i)
+            add_sheet(&s, 8, 4.0f * static_cast<float>(i));
+        for (mesh_fixture::point& p : s.points)
+            for (float& x : p)
+                x += shift;
+        return s;
+    }
+
+    // A triangle in the middle of a sheet.
+    tr_h middle(int sheet) const
+    {
+        return m.trs[static_cast<std::size_t>(sheet * 128 + 70)];
+    }
+
+    ray_answer cast(tr_h from, float dx, float dy, float dz)
+    {
+        const tr_rec& tr = rec(from);
+        float center[3];
+        for (int i = 0; i < 3; ++i)
+            center[i] = (corner_pos(tr, 0)[i] + corner_pos(tr, 1)[i] + corner_pos(tr, 2)[i]) / 3.0f;
+        const float dir[3] = {dx, dy, dz};
+        return cast_seed_ray(m.ctx.root, cell_find_leaf(m.ctx.root, center), rec(from).cell, center,
+                             dir);
+    }
+};
+
+TEST(seed_ray, counts_each_sheet_once_through_many_leaves)
+{
+    stack st(7);
+    ASSERT_FALSE(is_leaf(rec(st.m.ctx.root)));
+    for (int sheet = 0; sheet < 7; ++sheet) {
+        const ray_answer up = st.cast(st.middle(sheet), 0, 0, 1);
+        const ray_answer down = st.cast(st.middle(sheet), 0, 0, -1);
+        EXPECT_TRUE(up.clean && down.clean);
+        EXPECT_EQ(up.odd, (6 - sheet) % 2 == 1);
+        EXPECT_EQ(down.odd, sheet % 2 == 1);
+    }
+    const ray_answer slant = st.cast(st.middle(3), 0.36f, 0.48f, 0.8f);
+    EXPECT_TRUE(slant.clean);
+    EXPECT_TRUE(slant.odd); // out at the side, after one sheet of three
+}
+
+TEST(seed_ray, gives_normals_to_what_it_meets_but_no_mark)
+{
+    stack st(3);
+    st.cast(st.middle(0), 0, 0, 1);
+    const tr_rec& met = rec(st.middle(1));
+    EXPECT_EQ(met.nrm[2], 1.0f);
+    EXPECT_FALSE(met.flags & tr_nrm_done);
+}
+
+TEST(seed_ray, is_not_clean_through_an_edge_or_an_edge_error)
+{
+    stack st(3);
+    tr_rec& next = rec(st.middle(1));
+    next.flags |= tr_edge_err;
+    const ray_answer marked = st.cast(st.middle(0), 0, 0, 1);
+    EXPECT_FALSE(marked.clean);
+    EXPECT_FALSE(marked.odd);
+    next.flags = tr_no_nrm; // degenerate: as if it were not there
+    const ray_answer gap = st.cast(st.middle(0), 0, 0, 1);
+    EXPECT_TRUE(gap.clean);
+    EXPECT_TRUE(gap.odd);
+    next.flags = 0;
+    const float on_edge[3] = {4.5f, 4.5f, 0.0f};
+    const ray_answer edge =
+        cast_seed_ray(st.m.ctx.root, cell_find_leaf(st.m.ctx.root, on_edge), rec(st.middle(0)).cell,
+                      on_edge, std::array<float, 3>{0, 0, 1}.data());
+    EXPECT_FALSE(edge.clean);
+}
+
+TEST(seed_ray, finds_its_way_where_single_steps_are_lost_in_rounding)
+{
+    stack st(6, 1048576.0f); // neighbouring floats lie 0.125 apart
+    for (int sheet = 0; sheet < 6; ++sheet) {
+        const ray_answer up = st.cast(st.middle(sheet), 0, 0, 1);
+        EXPECT_TRUE(up.clean);
+        EXPECT_EQ(up.odd, (5 - sheet) % 2 == 1);
+    }
+}
+
+TEST(seed_ray, is_not_clean_without_a_step)
+{
+    stack still(2);
+    still.m.set_merge_tol(0.0f);
+    EXPECT_FALSE(still.cast(still.middle(0), 0, 0, 1).clean);
+}
+
+TEST(seed_ray, ends_in_a_model_without_bounds)
+{
+    const float inf = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    stack endless(2);
+    rec(rec(endless.m.trs[0]).vtx[0]).pos[2] = -inf;
+    rec(rec(endless.m.trs[200]).vtx[0]).pos[2] = inf;
+    endless.m.fill_tree();
+    EXPECT_FALSE(endless.cast(endless.middle(0), 0, 0, 1).clean);
+    EXPECT_FALSE(endless.cast(endless.middle(0), nan, nan, nan).clean);
+    endless.cast(endless.middle(0), 1, 0, 0);
+    endless.cast(endless.middle(0), 0.6f, 0, 0.8f);
+    endless.cast(endless.m.trs[0], 0, 0, 1);
+}
+
+TEST(seed_ray, is_the_same_with_a_tolerance_beyond_counting)
+{
+    stack st(3);
+    st.m.set_merge_tol(1.0e-30f); // the end lies about 1e20 steps past the box
+    EXPECT_TRUE(st.cast(st.middle(0), 0, 0, 1).clean);
+    EXPECT_TRUE(st.cast(st.middle(1), 0, 0, 1).odd);
+}
+
+} // namespace
+} // namespace velmora

@@ -1,0 +1,196 @@
+#include "linked.h"
+#include "repair/thin.h"
+
+#include <gtest/gtest.h>
+
+namespace velmora {
+namespace {
+
+// The thin triangle a-p-c over the long edge a-p, and p-a-d below it.
+struct kite {
+    mesh_fixture m;
+    thin_counts counts = {};
+
+    kite(float c_height, float d_depth, float d_lift = 0.0f)
+        : m({{0, 0, 0}, {4, 0, 0}, {2, c_height, 0}, {2, -d_depth, d_lift}}, {{0, 1, 2}, {1, 0, 3}})
+    {
+        link_all(&m);
+        for (const tr_h t : m.trs)
+            tr_recompute_nrm(&rec(t), true, nullptr);
+    }
+    stage_result repair(double ratio = 0.1, double angle_tol = 0.9)
+    {
+        return repair_thin_triangles(ratio, angle_tol, &counts, &m.err, &m.ctx);
+    }
+};
+
+TEST(thin_ratio, is_the_height_over_the_longest_edge)
+{
+    kite k(1.0f, 3.0f);
+    int corner = 9;
+    EXPECT_EQ(thin_ratio(rec(k.m.trs[0]), &corner), 0.25);
+    EXPECT_EQ(corner, 2);
+    k.m.set_merge_tol(1.0f); // a height of just the tolerance is none
+    EXPECT_EQ(thin_ratio(rec(k.m.trs[0]), &corner), 0.0);
+    EXPECT_EQ(corner, 2);
+    k.m.set_merge_tol(2.0f);
+    EXPECT_EQ(thin_ratio(rec(k.m.trs[0]), &corner), 0.0);
+    EXPECT_EQ(corner, -1);
+}
+
+struct turn_case {
+    const char* name;
+    float c_height; // of the first triangle over the edge of length 4
+    float d_depth;  // of the second below it
+    float d_lift;   // how far its tip lies off the plane
+    thin_counts counts;
+    bool replaced;
+};
+
+// Turning gives two triangles over the edge c-d, each 2 high. A thin triangle that was replaced is
+// met and counted all the same.
+const turn_case turn_cases[] = {
+    {"both sound", 1.0f, 1.0f, 0.0f, {0, 0, 0}, false},
+    {"one thin, two sound ones made", 0.25f, 3.0f, 0.0f, {1, 1, 0}, true},
+    {"exactly at the ratio is sound", 0.5f, 3.0f, 0.0f, {0, 0, 0}, false},
+    {"both thin", 0.25f, 0.375f, 0.0f, {2, 2, 0}, true},
+    {"not in one plane", 0.25f, 3.0f, 3.0f, {1, 0, 0}, false},
+    {"both thin, turned ones no better", 0.25f, 80.0f, 0.0f, {2, 0, 0}, false},
+};
+
+TEST(thin_repair, turns_the_diagonal_where_that_helps)
+{
+    for (const turn_case& c : turn_cases) {
+        SCOPED_TRACE(c.name);
+        kite k(c.c_height, c.d_depth, c.d_lift);
+        EXPECT_EQ(k.repair(0.125), stage_ok);
+        EXPECT_EQ(k.counts.found, c.counts.found);
+        EXPECT_EQ(k.counts.fixed, c.counts.fixed);
+        EXPECT_EQ(k.counts.third, 0u);
+        EXPECT_EQ(rec(k.m.trs[0]).refs, c.replaced ? 0u : 1u);
+        EXPECT_EQ(k.m.tr_count(), 2u);
+        EXPECT_EQ(k.m.ctx.tr_count, 2u);
+        EXPECT_EQ(k.m.flag_count(tr_nrm_done), 2u);
+    }
+}
+
+TEST(thin_repair, gives_the_new_triangles_the_old_winding_and_a_life_of_their_own)
+{
+    kite k(0.25f, 3.0f);
+    EXPECT_EQ(k.repair(), stage_ok);
+    std::vector<tr_h> made;
+    for_each_obj_once(&k.m.ctx, [&](obj_h, const cell_obj& obj) {
+        made.push_back(obj.tr);
+        return true;
+    });
+    ASSERT_EQ(made.size(), 2u);
+    count_audit audit;
+    ASSERT_TRUE(audit_open(&audit, &k.m.ctx));
+    for (const tr_h t : made) {
+        EXPECT_EQ(rec(t).nrm[2], 1.0f);
+        EXPECT_EQ(rec(t).flags, tr_nrm_done);
+        EXPECT_EQ(tr_nbr_count(rec(t)), 0);
+        EXPECT_EQ(rec(t).refs, 2u);
+        EXPECT_GT(rec(t).id, 2u);
+        audit_tr(&audit, t);
+    }
+    EXPECT_EQ(audit_close(&audit, stderr), 0u);
+}
+
+TEST(thin_repair, counts_a_thin_triangle_at_an_open_edge_and_lets_it_be)
+{
+    kite k(0.25f, 3.0f);
+    tr_unlink_nbrs(k.m.trs[0]);
+    EXPECT_EQ(k.repair(), stage_ok);
+    EXPECT_EQ(k.counts.found, 1u);
+    EXPECT_EQ(k.counts.fixed, 0u);
+}
+
+TEST(thin_repair, takes_one_gain_of_two_when_both_are_thin)
+{
+    // Both tips lie near p, so the triangle on its side of the new diagonal stays thin.
+    mesh_fixture m("a 0 0 0  p 4 0 0  c 3.75 0.25 0  d 3.75 -0.25 0", "apc pad");
+    link_all(&m);
+    for (const tr_h t : m.trs)
+        tr_recompute_nrm(&rec(t), true, nullptr);
+    thin_counts counts = {};
+    EXPECT_EQ(repair_thin_triangles(0.3, 0.9, &counts, &m.err, &m.ctx), stage_ok);
+    EXPECT_EQ(counts.found, 2u);
+    EXPECT_EQ(counts.fixed, 1u);
+}
+
+TEST(thin_repair, passes_over_the_degenerate_but_takes_it_for_a_partner)
+{
+    kite k(0.25f, 0.375f, 0.0f);
+    rec(k.m.trs[1]).flags |= tr_no_nrm;
+    vec_set(rec(k.m.trs[1]).nrm, 0, 0, 0); // no normal, so no angle to test
+    EXPECT_EQ(k.repair(0.125, 0.9), stage_ok);
+    EXPECT_EQ(k.counts.found, 1u);
+    EXPECT_EQ(k.counts.fixed, 2u);
+}
+
+TEST(thin_repair, does_nothing_among_the_degenerate)
+{
+    kite alone(0.25f, 0.375f, 0.0f);
+    for (const tr_h t : alone.m.trs)
+        rec(t).flags |= tr_no_nrm;
+    EXPECT_EQ(alone.repair(0.125, 0.9), stage_ok);
+    EXPECT_EQ(alone.counts.found, 0u);
+}
+
+// Kites in a row, each apart from the next.
+solid kites(int count)
+{
+    solid s;
+    for (int i = 0; i < count; ++i) {
+        const float x = 5.0f * static_cast<float>(i);
+        s.points.insert(s.points.end(),
+                        {{x, 0, 0}, {x + 4, 0, 0}, {x + 2, 0.25f, 0}, {x + 2, -3, 0}});
+        s.trs.push_back({4 * i, 4 * i + 1, 4 * i + 2});
+        s.trs.push_back({4 * i + 1, 4 * i, 4 * i + 3});
+    }
+    return s;
+}
+
+TEST(thin_repair, goes_on_when_leaves_split_under_it)
+{
+    const solid s = kites(30);
+    mesh_fixture m(s.points, s.trs);
+    link_all(&m);
+    for (const tr_h t : m.trs)
+        tr_recompute_nrm(&rec(t), true, nullptr);
+    m.ctx.max_list = 2;
+    m.ctx.max_level = 12;
+    thin_counts counts = {};
+    EXPECT_EQ(repair_thin_triangles(0.1, 0.9, &counts, &m.err, &m.ctx), stage_ok);
+    EXPECT_EQ(counts.found, 30u);
+    EXPECT_EQ(counts.fixed, 30u);
+    EXPECT_EQ(m.tr_count(), 60u);
+    EXPECT_EQ(m.ctx.tr_count, 60u);
+}
+
+TEST(thin_repair, fails_cleanly_when_memory_runs_out)
+{
+    for (std::uint64_t nth = 1;; ++nth) {
+        const solid s = kites(2);
+        mesh_fixture m(s.points, s.trs);
+        link_all(&m);
+        m.ctx.max_list = 2;
+        m.ctx.max_level = 5;
+        thin_counts counts = {};
+        heap_fail_nth(nth);
+        const stage_result result = repair_thin_triangles(0.1, -2.0, &counts, &m.err, &m.ctx);
+        const bool refused = heap_calls() >= nth;
+        heap_fail_nth(0);
+        if (!refused) {
+            EXPECT_EQ(result, stage_ok);
+            EXPECT_GT(nth, 3u);
+            break;
+        }
+        EXPECT_EQ(result, stage_failed);
+        EXPECT_EQ(m.err, err_no_memory);
+    }
+}
+
+} // namespace
+} // namespace velmora
