@@ -1,5 +1,6 @@
 #include "shell/terminal_shell.h"
 
+#include "run/driver.h"
 #include "run/log.h"
 #include "run/ui.h"
 #include "shell/progress_line.h"
@@ -289,6 +290,23 @@ void terminal_shell_end()
     ui_install(nullptr);
     for (taken_signal& s : signals)
         give_back_signal(&s);
+}
+
+int run_in_terminal(int argc, char** argv)
+{
+    // The run speaks under its own name, by whatever path it was started.
+    static char name[] = "velmora";
+    char* lone_name[] = {name, nullptr};
+    if (argc < 1) {
+        argc = 1;
+        argv = lone_name;
+    }
+    argv[0] = name;
+
+    terminal_shell_start();
+    const int result = velmora_main(argc, argv);
+    terminal_shell_end();
+    return result == 0 ? 0 : 255;
 }
 
 } // namespace velmora

@@ -19,4 +19,8 @@ void terminal_shell_start();
 /// Takes the line from the screen and gives back what terminal_shell_start changed.
 void terminal_shell_end();
 
+/// A whole run behind this shell.
+/// @return the exit status of the process
+int run_in_terminal(int argc, char** argv);
+
 } // namespace velmora

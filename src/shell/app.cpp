@@ -1,0 +1,48 @@
+#include "shell/app.h"
+
+#include "shell/command_line.h"
+#include "shell/dialog.h"
+
+#include <chrono>
+#include <thread>
+
+namespace velmora {
+
+int exit_code = 0;
+
+static constexpr std::chrono::milliseconds k_try_again{50};
+
+CVelmoraApp::CVelmoraApp(dialog_window* window, const char* command_line, run_fn run)
+    : window_(window), command_line_(command_line), run_(run)
+{
+}
+
+CVelmoraApp::CVelmoraApp(dialog_window* window, int argc, char** argv, run_fn run)
+    : window_(window), argc_(argc), argv_(argv), run_(run)
+{
+}
+
+int CVelmoraApp::InitInstance()
+{
+    CVelmoraDlg dialog(window_);
+    while (dialog.Create() == window_result::not_now)
+        std::this_thread::sleep_for(k_try_again);
+    exit_code = run_with_arguments();
+    return exit_code;
+}
+
+// The words live on: what the run remembers of them may outlast it.
+int CVelmoraApp::run_with_arguments()
+{
+    if (!argv_) split_command_line(command_line_, &argc_, &argv_);
+    static char name[] = "velmora";
+    if (argc_ > 0) argv_[0] = name;
+    return run_(argc_, argv_);
+}
+
+int CVelmoraApp::ExitInstance() const
+{
+    return exit_code;
+}
+
+} // namespace velmora
