@@ -1,0 +1,192 @@
+// The progress window for real: on a screen, clicked by a user. The model comes through a pipe, so
+// that the run waits for its first progress call until the test has done what it came for.
+//
+// VELMORA_UNDER_WINE may name the Windows program, which is tested then in the place of ours.
+#include "program/program_run.h"
+#include "shell/dialog_ids.h"
+#include "shell/x_screen.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+#ifdef VELMORA_CHECKED
+static constexpr int k_large = 40; // the audits take their time
+#else
+static constexpr int k_large = 130;
+#endif
+
+static constexpr const char* k_title = "Reduce STL";
+static constexpr const char* k_box_title = "velmora";
+static constexpr const char* k_stopped = "velmora: program aborted by the user\n";
+
+/// The program in an empty folder, and what the plain program makes of the same model.
+struct window_fixture : testing::Test {
+    run_folder folder;
+    std::string model = binary_stl(box_mesh(30, 20, 10, 12));
+    std::string options = "-q 1 -r 0.05 -c 0.9 -F b -O b";
+
+    static std::vector<std::string> program()
+    {
+        const char* windows = std::getenv("VELMORA_UNDER_WINE");
+        if (windows) return {"wine", windows};
+        return {VELMORA_WINDOW_PROGRAM};
+    }
+
+    void SetUp() override
+    {
+        if (!x_screen::is_possible()) GTEST_SKIP() << "Xvfb and xdotool are not installed";
+        if (program().front().empty()) GTEST_SKIP() << "the window was not built";
+    }
+
+    std::vector<std::string> command(const std::string& more) const
+    {
+        std::vector<std::string> words = program();
+        std::istringstream all(options + " " + more);
+        for (std::string word; all >> word;)
+            words.push_back(word);
+        return words;
+    }
+
+    /// The window's program, on the shared screen unless told otherwise.
+    window_run start(const std::string& more, const std::string& display = screen().display())
+    {
+        return {folder.path, command(more), display};
+    }
+
+    static x_screen& screen()
+    {
+        return x_screen::shared();
+    }
+
+    std::string log() const
+    {
+        return folder.read(".log");
+    }
+
+    bool gives_what_the_plain_program_gives() const
+    {
+        const std::string result = folder.read("out.stl");
+        folder.write("in.stl", model);
+        EXPECT_EQ(folder.run(options + " -f in.stl -o plain.stl").status, 0);
+        return !result.empty() && result == folder.read("plain.stl");
+    }
+};
+
+TEST_F(window_fixture, reduces_as_the_plain_program_does)
+{
+    window_run run = start("-o out.stl");
+    ASSERT_TRUE(screen().shows(k_title));
+    run.feed(model);
+    EXPECT_EQ(run.status(), 0) << log();
+    EXPECT_TRUE(gives_what_the_plain_program_gives());
+}
+
+TEST_F(window_fixture, holds_the_run_until_resume)
+{
+    window_run run = start("-o out.stl");
+    screen().click(k_title, DLG_PAUSE);
+    run.feed(model);
+    EXPECT_TRUE(run.stands_still()) << log();
+    screen().click(k_title, DLG_PAUSE); // it is grey
+    EXPECT_TRUE(run.stands_still()) << log();
+    EXPECT_EQ(folder.read("out.stl"), "");
+    screen().click(k_title, DLG_RESUME);
+    EXPECT_EQ(run.status(), 0) << log();
+    EXPECT_TRUE(gives_what_the_plain_program_gives());
+}
+
+TEST_F(window_fixture, holds_a_large_run_in_its_middle)
+{
+    model = binary_stl(box_mesh(300, 200, 100, k_large));
+    folder.write("large.stl", model);
+    window_run run = start("-f large.stl -o out.stl");
+    screen().click(k_title, DLG_PAUSE);
+    EXPECT_TRUE(run.stands_still()) << log();
+    screen().click(k_title, DLG_RESUME);
+    EXPECT_EQ(run.status(), 0) << log();
+    EXPECT_TRUE(gives_what_the_plain_program_gives());
+}
+
+TEST_F(window_fixture, ends_a_held_run_by_stop)
+{
+    window_run run = start("-o out.stl");
+    screen().click(k_title, DLG_PAUSE);
+    run.feed(model);
+    EXPECT_TRUE(run.stands_still()) << log();
+    screen().click(k_title, DLG_STOP);
+    EXPECT_EQ(run.status(), 255);
+    EXPECT_TRUE(log().ends_with(k_stopped)) << log();
+    EXPECT_EQ(folder.read("out.stl"), "");
+}
+
+TEST_F(window_fixture, takes_escape_as_stop)
+{
+    window_run run = start("-o out.stl");
+    screen().press(k_title, "Escape");
+    run.feed(model);
+    EXPECT_EQ(run.status(), 255);
+    EXPECT_NE(log().find(k_stopped), std::string::npos) << log();
+}
+
+// The focus goes with the buttons: Enter pauses, resumes, pauses; one Tab further is Stop.
+TEST_F(window_fixture, works_by_keys)
+{
+    window_run run = start("-o out.stl");
+    screen().press(k_title, "Return Return Return");
+    run.feed(model);
+    EXPECT_TRUE(run.stands_still()) << log();
+    screen().press(k_title, "Tab Return");
+    EXPECT_EQ(run.status(), 255) << log();
+    EXPECT_NE(log().find(k_stopped), std::string::npos) << log();
+}
+
+TEST_F(window_fixture, tells_the_end_in_a_box)
+{
+    for (const bool stopped : {false, true}) {
+        window_run run = start("-o out.stl -W N");
+        if (stopped) screen().click(k_title, DLG_STOP);
+        ASSERT_TRUE(screen().shows(k_title));
+        run.feed(model);
+        ASSERT_TRUE(screen().shows(k_box_title)) << log();
+        EXPECT_TRUE(run.stands_still()) << log();
+        screen().press(k_box_title, "Return");
+        EXPECT_EQ(run.status(), stopped ? 255 : 0) << log();
+    }
+}
+
+TEST_F(window_fixture, runs_without_a_display)
+{
+    if (program().size() > 1) GTEST_SKIP() << "wine has a window system of its own";
+    for (const char* display : {"", ":4711"}) {
+        window_run run = start("-o out.stl -W N", display);
+        run.feed(model);
+        EXPECT_EQ(run.status(), 0) << log();
+        EXPECT_TRUE(gives_what_the_plain_program_gives());
+    }
+}
+
+TEST_F(window_fixture, goes_on_when_its_display_goes_away)
+{
+    if (program().size() > 1) GTEST_SKIP() << "wine ends its programs then";
+    for (const bool held : {true, false}) {
+        x_screen own;
+        window_run run = start("-o out.stl -W N", own.display());
+        ASSERT_TRUE(own.shows(k_title));
+        if (held) {
+            own.click(k_title, DLG_PAUSE);
+            run.feed(model);
+            EXPECT_TRUE(run.stands_still()) << log();
+        }
+        own.pull_the_plug();
+        if (!held) run.feed(model);
+        EXPECT_EQ(run.status(), 0) << log();
+        EXPECT_TRUE(gives_what_the_plain_program_gives());
+    }
+}
+
+} // namespace velmora
