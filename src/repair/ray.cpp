@@ -14,6 +14,7 @@ namespace {
 constexpr double k_longest_exit = 1e30; ///< distance to a box's face, when no face is nearer
 constexpr double k_end_margin = 1000.0; ///< steps past the model's box, in units of merge_tol
 constexpr double k_step_growth = 10.0;  ///< of a step too short to change a coordinate
+constexpr int k_most_steps = 4096;      ///< on the way out of one leaf
 
 // A ray and what it met so far.
 struct seed_ray {
@@ -167,11 +168,12 @@ bool set_out(const aabb& model, seed_ray* ray)
 }
 
 // Moves the ray out of the box of a leaf, in steps that grow while rounding swallows them; false
-// when no step gets it out.
+// when it does not get out. From the face it takes a step or two and one for each growth; only in
+// boxes longer than the longest exit are there endless rows of steps that rounding lets live.
 bool leave_leaf(const aabb& box, seed_ray* ray)
 {
     ray_to_box_exit(box, ray->dir, ray->at);
-    for (;;) {
+    for (int steps = 0; steps < k_most_steps; ++steps) {
         float before[3];
         vec_copy(ray->at, before);
         vec_along(ray->at, ray->dir, ray->step);
@@ -183,6 +185,7 @@ bool leave_leaf(const aabb& box, seed_ray* ray)
         if (grown == ray->step) return false; // 0 or infinite
         ray->step = grown;
     }
+    return false;
 }
 
 // Counts what the ray crosses in `leaf` on the rest of its way. A triangle that stands in several
