@@ -1,10 +1,10 @@
 #include "files/kvd_source.h"
 
+#include "files/os_file.h"
 #include "mesh/memory.h"
 
 #include <algorithm>
 #include <cstring>
-#include <sys/stat.h>
 
 namespace velmora {
 
@@ -13,10 +13,7 @@ static_assert(k_block >= k_kvd_longest_take);
 
 static void measure(kvd_source* source)
 {
-    struct stat status;
-    if (fstat(fileno(source->file), &status) != 0 || !S_ISREG(status.st_mode)) return;
-    source->sized = true;
-    source->left = static_cast<std::uint64_t>(status.st_size);
+    source->sized = is_regular_file(source->file, &source->left);
 }
 
 bool kvd_source_open(const char* path, kvd_source* source)
@@ -24,7 +21,7 @@ bool kvd_source_open(const char* path, kvd_source* source)
     *source = {};
     source->buffer = static_cast<unsigned char*>(heap_alloc(k_block));
     if (!source->buffer) return false;
-    source->file = path ? std::fopen(path, "rb") : stdin;
+    source->file = path ? os_open(path, "rb") : stdin;
     if (!source->file) {
         heap_free(source->buffer);
         return false;

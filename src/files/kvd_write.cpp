@@ -1,5 +1,6 @@
 #include "files/kvd.h"
 #include "files/kvd_layout.h"
+#include "files/os_file.h"
 #include "mesh/memory.h"
 
 #include <cstdio>
@@ -166,7 +167,7 @@ std::uint32_t* new_places(std::uint32_t used)
 // Appending, since others may have written to the file before.
 bool write_to(const char* path, kvd_sink* sink, const obj_list& list, bool no_nbrs)
 {
-    sink->file = path ? std::fopen(path, "a+b") : stdout;
+    sink->file = path ? os_open(path, "a+b") : stdout;
     if (!sink->file) return false;
     const bool written = write_model(sink, list, no_nbrs);
     const bool handed_over = (path ? std::fclose(sink->file) : std::fflush(stdout)) == 0;

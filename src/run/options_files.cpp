@@ -1,9 +1,9 @@
+#include "files/os_file.h"
 #include "mesh/memory.h"
 #include "mesh/tolerances.h"
 #include "run/errors.h"
 #include "run/log.h"
 #include "run/options.h"
-#include "run/same_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -73,7 +73,7 @@ static bool append_extension(char* name, const char* extension, const char* dire
 
 static std::FILE* open_to_read(const char* name)
 {
-    std::FILE* file = std::fopen(name, "rb");
+    std::FILE* file = os_open(name, "rb");
     // Where a read can be short or late, the C library knows better how much to ask for.
     if (file && is_regular_file(file)) std::setvbuf(file, read_buffer, _IOFBF, k_read_buffer_size);
     return file;
@@ -103,7 +103,7 @@ static std::FILE* write_named(char* name, const char* extension, const kept_file
         *reason = "it is the output file";
         return nullptr;
     }
-    std::FILE* file = std::fopen(name, "wb");
+    std::FILE* file = os_open(name, "wb");
     if (!file) *reason = system_error_text(errno);
     return file;
 }
@@ -285,7 +285,7 @@ static bool move_input_aside(run_options* opt)
     std::memcpy(moved + length, "~", 2);
     keep_name(moved, opt);
     opt->moved_name = moved;
-    return std::rename(opt->input_name, moved) == 0;
+    return os_rename(opt->input_name, moved);
 }
 
 static bool open_output(run_options* opt)

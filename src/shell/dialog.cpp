@@ -21,8 +21,8 @@ static const ui_ops dialog_ops = {
     [](int percent) { the_dialog->set_progress(percent); },
     [] { return the_dialog->pump(); },
     [](const char* text) { the_dialog->message(text); },
-    [] {}, // before_log: the log is elsewhere
-    [] {}, // after_log
+    [] {},                       // before_log: the log is elsewhere
+    [] { std::fflush(stderr); }, // a buffer saves calls where a system buffers no line by itself
 };
 
 window_result CVelmoraDlg::Create()

@@ -37,12 +37,12 @@ constexpr int to_font_size(int points)
     constexpr int k_font_size = to_font_size(points);
 #define BUTTON(text, id, x, y, width, height)
 #define BAR(text, id, x, y, width, height)
-#define TEXT(text, id, x, y, width, height)
+#define LINE(text, id, x, y, width, height)
 #include "shell/dialog_template.inc"
 #undef DIALOG
 #undef BUTTON
 #undef BAR
-#undef TEXT
+#undef LINE
 
 constexpr int k_bar_max = 100;
 constexpr std::chrono::milliseconds k_longest_map{500}; ///< a window may never be shown at all
@@ -156,7 +156,7 @@ void fltk_window::make_window()
 #define DIALOG(width, height, points, font)
 #define BUTTON(text, id, x, y, width, height) add_button(text, id, x, y, width, height);
 #define BAR(text, id, x, y, width, height) add_bar(text, id, x, y, width, height);
-#define TEXT(text, id, x, y, width, height) add_text(text, id, x, y, width, height);
+#define LINE(text, id, x, y, width, height) add_text(text, id, x, y, width, height);
 #include "shell/dialog_template.inc"
     window_->end();
     window_->callback(on_close, this);

@@ -66,7 +66,7 @@ place place_of(int wanted)
     whole_y = height;
 #define BUTTON(text, id, x, y, width, height) row(id, x, y, width, height);
 #define BAR BUTTON
-#define TEXT BUTTON
+#define LINE BUTTON
 #include "shell/dialog_template.inc"
     return middle;
 }

@@ -1,8 +1,18 @@
-#include "run/same_file.h"
+#include "files/os_file.h"
 
 #include <sys/stat.h>
 
 namespace velmora {
+
+std::FILE* os_open(const char* name, const char* mode)
+{
+    return std::fopen(name, mode);
+}
+
+bool os_rename(const char* from, const char* to)
+{
+    return std::rename(from, to) == 0;
+}
 
 static bool has_content(const struct stat& status)
 {
@@ -17,10 +27,12 @@ bool is_same_file(const char* name, std::FILE* handle)
     return has_content(opened) && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 
-bool is_regular_file(std::FILE* handle)
+bool is_regular_file(std::FILE* handle, std::uint64_t* size)
 {
     struct stat status;
-    return fstat(fileno(handle), &status) == 0 && S_ISREG(status.st_mode);
+    if (fstat(fileno(handle), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    if (size) *size = static_cast<std::uint64_t>(status.st_size);
+    return true;
 }
 
 } // namespace velmora
