@@ -112,8 +112,16 @@ bool is_empty_leaf(const cell_node& node)
     return is_leaf(node) && node.list.count == 0;
 }
 
-// Two empty halves become one empty leaf again, on the way up; elsewhere in the tree no such pair
-// can stand, since every removal leaves none behind.
+// Two empty halves become one empty leaf again, on the way up from a removal; elsewhere in the tree
+// no such pair can stand, since every removal leaves none behind.
+void collapse_if_empty(cell_node* node)
+{
+    if (!is_empty_leaf(rec(node->low)) || !is_empty_leaf(rec(node->high))) return;
+    cell_free(node->low);
+    cell_free(node->high);
+    node->low = node->high = {};
+}
+
 void tree_remove_walk(node_h n, removal* job)
 {
     cell_node& node = rec(n);
@@ -124,10 +132,34 @@ void tree_remove_walk(node_h n, removal* job)
     }
     tree_remove_walk(node.low, job);
     tree_remove_walk(node.high, job);
-    if (!is_empty_leaf(rec(node.low)) || !is_empty_leaf(rec(node.high))) return;
-    cell_free(node.low);
-    cell_free(node.high);
-    node.low = node.high = {};
+    collapse_if_empty(&node);
+}
+
+// The list without the objects that bear the stamp, in the same order.
+void drop_stamped(obj_list* list, std::uint32_t stamp)
+{
+    std::uint32_t kept = 0;
+    for (std::uint32_t i = 0; i < list->count; ++i) {
+        const obj_h o = list->items[i];
+        if (rec(o).stamp == stamp) {
+            cell_obj_release(o);
+        } else {
+            list->items[kept++] = o;
+        }
+    }
+    list->count = kept;
+}
+
+void drop_stamped_below(node_h n, std::uint32_t stamp)
+{
+    cell_node& node = rec(n);
+    if (is_leaf(node)) {
+        drop_stamped(&node.list, stamp);
+        return;
+    }
+    drop_stamped_below(node.low, stamp);
+    drop_stamped_below(node.high, stamp);
+    collapse_if_empty(&node);
 }
 
 } // namespace
@@ -194,6 +226,19 @@ void tr_remove_obj(obj_h obj, mesh_ctx* ctx)
     tr_unlink_nbrs(t);
     tr_unlink_mate(t);
     tree_remove(obj, ctx);
+}
+
+void tr_remove_objs(const obj_list& objs, mesh_ctx* ctx)
+{
+    if (objs.count == 0) return;
+    ++ctx->visit_stamp;
+    for (const obj_h o : objs) {
+        tr_unlink_nbrs(rec(o).tr);
+        tr_unlink_mate(rec(o).tr);
+        rec(o).stamp = ctx->visit_stamp;
+    }
+    drop_stamped_below(ctx->root, ctx->visit_stamp);
+    ctx->tr_count -= objs.count;
 }
 
 void tr_delete(tr_h t, mesh_ctx* ctx)

@@ -63,7 +63,11 @@ void tree_remove(obj_h obj, mesh_ctx* ctx);
 /// Clears the triangle's neighbour and pair links, then tree_remove.
 void tr_remove_obj(obj_h obj, mesh_ctx* ctx);
 
-/// The same for a triangle; it dies unless somebody else holds it or its object.
+/// tr_remove_obj for all of `objs`, which stand in the tree, each listed once: one walk over the
+/// whole tree instead of a descent for each. Takes a new visit stamp.
+void tr_remove_objs(const obj_list& objs, mesh_ctx* ctx);
+
+/// tr_remove_obj for a triangle; it dies unless somebody else holds it or its object.
 void tr_delete(tr_h tr, mesh_ctx* ctx);
 
 /// Pushes every object below `node` that does not bear the visit stamp, and stamps it, so the list

@@ -97,45 +97,59 @@ vtx_type fan_type(const vtx_table& table, const vtx_info& info, vtx_type type)
 
 // The first triangle at each vertex, in the order in which a descent with the vertex as the point
 // meets them: the first leaf that holds the point lists all of them, so one walk over all leaves
-// answers for every vertex at once. Noted in fan_at until the fan itself is known.
-void note_first_trs(vtx_table* table, mesh_ctx* ctx)
+// answers for every vertex at once.
+void note_first_trs(const vtx_table& table, tr_h* firsts, mesh_ctx* ctx)
 {
-    for (std::uint32_t i = 0; i < table->count; ++i)
-        table->infos[i].fan_at = 0;
-    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+    walk_leaves(ctx->root, everywhere, [&](const cell_node& leaf) {
         for (const obj_h o : leaf.list) {
             const tr_h t = rec(o).tr;
             for (const vtx_h v : rec(t).vtx) {
                 const vtx_rec& vtx = rec(v);
-                if (vtx.tbl_index == 0) continue;
-                vtx_info& info = table->infos[vtx.tbl_index - 1];
-                if (info.fan_at == 0 && info.vtx == v && pt_in_box(leaf.box, vtx.pos))
-                    info.fan_at = t.i;
+                const std::uint32_t place = vtx.tbl_index - 1;
+                if (place >= table.count || firsts[place]) continue;
+                if (pt_in_box(leaf.box, vtx.pos)) firsts[place] = t;
             }
         }
         return true;
     });
 }
 
+bool build_fan(vtx_table* table, std::uint32_t place, tr_h first)
+{
+    vtx_info& info = table->infos[place];
+    info.fan_count = 0;
+    if (!first) return true;
+    walk_fan(info.vtx, first);
+    if (!keep_fan(table, &info)) return false;
+    table->types[place] = fan_type(*table, info, table->types[place]);
+    return true;
+}
+
+bool build_fans(vtx_table* table, const tr_h* firsts)
+{
+    table->fans_used = 0;
+    for (std::uint32_t i = 0; i < table->count; ++i)
+        if (!build_fan(table, i, firsts[i])) return false;
+    return true;
+}
+
 } // namespace
 
 stage_result vtx_table_refresh(vtx_table* table, std::int32_t* err, mesh_ctx* ctx)
 {
-    note_first_trs(table, ctx);
-    table->fans_used = 0;
-    for (std::uint32_t i = 0; i < table->count; ++i) {
-        vtx_info& info = table->infos[i];
-        const tr_h first{info.fan_at};
-        info.fan_count = 0;
-        if (!first) continue;
-        walk_fan(info.vtx, first);
-        if (!keep_fan(table, &info)) {
-            *err = err_no_memory;
-            return stage_failed;
-        }
-        table->types[i] = fan_type(*table, info, table->types[i]);
+    if (table->count == 0) return stage_ok;
+    const std::size_t size = sizeof(tr_h) * table->count;
+    auto* firsts = static_cast<tr_h*>(heap_alloc(size));
+    bool done = firsts != nullptr;
+    if (done) {
+        std::memset(static_cast<void*>(firsts), 0, size);
+        note_first_trs(*table, firsts, ctx);
+        done = build_fans(table, firsts);
     }
-    return stage_ok;
+    heap_free(firsts);
+    if (done) return stage_ok;
+    *err = err_no_memory;
+    return stage_failed;
 }
 
 } // namespace velmora

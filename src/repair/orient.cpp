@@ -248,9 +248,8 @@ stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
 
 void reset_orientation(mesh_ctx* ctx)
 {
-    walk_leaves(ctx->root, everywhere, [](const cell_node& leaf) {
-        for (const obj_h o : leaf.list)
-            reset_tr(&rec(rec(o).tr));
+    for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
+        reset_tr(&rec(obj.tr));
         return true;
     });
 }

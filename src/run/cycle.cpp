@@ -31,14 +31,14 @@ bool is_aspect_mode(const mesh_ctx* ctx)
     return ctx->topo->params->mode == mode_aspect;
 }
 
-std::int32_t cycle_percent(std::uint32_t done, std::uint32_t base)
+std::int32_t cycle_percent(std::int64_t done, std::uint32_t base)
 {
     if (base == 0) return static_cast<std::int32_t>(k_cycle_percent);
     const double share = static_cast<double>(done) / static_cast<double>(base);
     return static_cast<std::int32_t>(k_cycle_percent + k_cycle_span * share);
 }
 
-int show_cycle_progress(std::uint32_t done, std::uint32_t base)
+int show_cycle_progress(std::int64_t done, std::uint32_t base)
 {
     return update_progress(false, cycle_percent(done, base), run_progress_callback);
 }
@@ -103,8 +103,8 @@ void reset_for_turn(std::int32_t cycle, mesh_ctx* ctx)
 }
 
 struct turn_counts {
-    std::uint32_t base;    // triangles at the start of the cycle
-    std::uint32_t removed; // by the turns so far
+    std::uint32_t base;   // triangles at the start of the cycle
+    std::int64_t removed; // by the turns so far; below 0 when a repair has added some
 };
 
 stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32_t* err,
@@ -123,7 +123,7 @@ stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32
     write_removed_if_wanted(err, *topo);
     free_vtx_table(aspect, topo->table);
     if (!rebuild_cell_tree(err, ctx)) return stage_failed;
-    if (!drop_dead_triangles(err, ctx)) return stage_failed;
+    if (!drop_collapsed(err, ctx)) return stage_failed;
     return aspect ? mark_duplicates(ctx) : stage_ok;
 }
 
@@ -180,7 +180,7 @@ stage_result reduce_cycle(std::uint32_t* start_count, std::int32_t* cycle, std::
         const std::uint32_t count_before = ctx->tr_count;
         bad_before = bad;
         if (!run_turn(counts, cycle, err, ctx)) return stage_failed;
-        counts.removed += count_before - ctx->tr_count;
+        counts.removed += static_cast<std::int64_t>(count_before) - ctx->tr_count;
         bad = count_bad_triangles(ctx->topo->params->min_angle_cos, ctx);
     } while (bad < bad_before);
     return stage_ok;
@@ -227,22 +227,6 @@ stage_result rebuild_cell_tree(std::int32_t* err, mesh_ctx* ctx)
     log_line("%s(ERROR): memory exhausted.\n", the_options.program_name);
     report_error(err_no_memory);
     return stage_failed;
-}
-
-stage_result drop_dead_triangles(std::int32_t* err, mesh_ctx* ctx)
-{
-    obj_list dead = {};
-    const bool done = for_each_obj_once(ctx, [&](obj_h o, cell_obj& obj) {
-        return !tr_collapsed(rec(obj.tr)) || list_push(&dead, o);
-    });
-    if (done) {
-        for (const obj_h o : dead)
-            tr_remove_obj(o, ctx);
-    } else {
-        *err = err_no_memory;
-    }
-    list_free(&dead);
-    return done ? stage_ok : stage_failed;
 }
 
 } // namespace velmora

@@ -23,9 +23,6 @@ namespace velmora {
 /// Takes the tree down and builds it again from its own objects, with exact boxes.
 [[nodiscard]] stage_result rebuild_cell_tree(std::int32_t* err, mesh_ctx* ctx);
 
-/// Takes every triangle with two equal corners out of the mesh.
-[[nodiscard]] stage_result drop_dead_triangles(std::int32_t* err, mesh_ctx* ctx);
-
 /// Triangles with a corner whose cosine exceeds `limit`.
 std::uint32_t count_bad_triangles(double limit, mesh_ctx* ctx);
 

@@ -46,15 +46,58 @@ void mark_pair(tr_h x, tr_h y)
     tr_set_mark(y, 15);
 }
 
-// Equal triangles behind the one at `place` in its leaf; these are then done with.
-void mark_equals(const obj_list& list, std::uint32_t place, const mesh_ctx& ctx)
+// The first triangle of each set of three vertices in a leaf.
+struct triple_table {
+    tr_h* slots; // owned; a hash with at least half of the slots free
+    std::uint32_t mask;
+    std::uint32_t capacity;
+};
+
+std::uint64_t hash_of_vertices(const tr_rec& tr)
 {
-    const tr_h x = rec(list_at(list, place)).tr;
-    for (std::uint32_t later = place + 1; later < list.count; ++later) {
-        cell_obj& y = rec(list_at(list, later));
-        if (y.stamp == ctx.visit_stamp || !tr_same_vertices(rec(x), rec(y.tr))) continue;
-        mark_pair(x, y.tr);
-        y.stamp = ctx.visit_stamp;
+    std::uint64_t sum = 0;
+    for (const vtx_h v : tr.vtx) {
+        const std::uint64_t h = v.i * 0x9E3779B97F4A7C15ull;
+        sum += h ^ h >> 31;
+    }
+    return sum * 0x9E3779B97F4A7C15ull >> 24;
+}
+
+bool triple_table_clear(triple_table* table, std::uint32_t entries)
+{
+    std::uint32_t size = 64;
+    while (size / 2 < entries && size < 0x80000000u)
+        size *= 2;
+    if (size > table->capacity) {
+        heap_free(table->slots);
+        table->slots = static_cast<tr_h*>(heap_alloc(sizeof(tr_h) * size));
+        table->capacity = table->slots ? size : 0;
+        if (!table->slots) return false;
+    }
+    for (std::uint32_t i = 0; i < size; ++i)
+        table->slots[i] = {};
+    table->mask = size - 1;
+    return true;
+}
+
+// The triangle in the table with the vertices of `t`, which is `t` itself when it is the first.
+tr_h first_equal(triple_table* table, tr_h t)
+{
+    auto slot = static_cast<std::uint32_t>(hash_of_vertices(rec(t))) & table->mask;
+    for (; table->slots[slot]; slot = (slot + 1) & table->mask)
+        if (tr_same_vertices(rec(table->slots[slot]), rec(t))) return table->slots[slot];
+    return table->slots[slot] = t;
+}
+
+// Each triangle not seen in an earlier leaf, against the first of its equals.
+void mark_leaf(const obj_list& list, triple_table* table, const mesh_ctx& ctx)
+{
+    for (const obj_h o : list) {
+        cell_obj& obj = rec(o);
+        if (obj.stamp == ctx.visit_stamp) continue;
+        obj.stamp = ctx.visit_stamp;
+        const tr_h first = first_equal(table, obj.tr);
+        if (first != obj.tr) mark_pair(first, obj.tr);
     }
 }
 
@@ -96,9 +139,7 @@ stage_result drop_collapsed(std::int32_t* err, mesh_ctx* ctx)
 {
     obj_list collapsed = {};
     const stage_result result = collect_collapsed(&collapsed, err, ctx);
-    if (result)
-        for (const obj_h o : collapsed)
-            tr_remove_obj(o, ctx);
+    if (result) tr_remove_objs(collapsed, ctx);
     list_free(&collapsed);
     return result;
 }
@@ -112,16 +153,14 @@ stage_result mark_duplicates(mesh_ctx* ctx)
         return true;
     });
     ++ctx->visit_stamp;
-    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
-        for (std::uint32_t place = 0; place < leaf.list.count; ++place) {
-            cell_obj& x = rec(list_at(leaf.list, place));
-            if (x.stamp == ctx->visit_stamp) continue;
-            x.stamp = ctx->visit_stamp;
-            mark_equals(leaf.list, place, *ctx);
-        }
+    triple_table table = {};
+    const bool done = walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+        if (!triple_table_clear(&table, leaf.list.count)) return false;
+        mark_leaf(leaf.list, &table, *ctx);
         return true;
     });
-    return stage_ok;
+    heap_free(table.slots);
+    return done ? stage_ok : stage_failed;
 }
 
 bool tr_is_point(node_h, obj_h obj)
