@@ -223,8 +223,7 @@ TEST(sweep, goes_on_when_repairs_split_and_free_the_leaves)
         link_all(&m);
         give_normals(&m);
         ASSERT_EQ(m.flag_count(tr_no_nrm), 40u);
-        m.ctx.max_list = list_len;
-        m.ctx.max_level = 12;
+        set_limits(&m, list_len, 12);
         EXPECT_EQ(remove_all(&m), stage_ok);
         EXPECT_EQ(m.flag_count(tr_no_nrm), 0u);
         EXPECT_EQ(m.tr_count(), 240u);
@@ -232,6 +231,24 @@ TEST(sweep, goes_on_when_repairs_split_and_free_the_leaves)
         EXPECT_TRUE(m.counts_are_exact());
         EXPECT_TRUE(m.links_are_mutual());
     }
+}
+
+// Lone slivers are just deleted. Those in the corner leave a chain of empty cells behind, which is
+// pruned up to the root's child while the sweep stands at its end.
+TEST(sweep, survives_the_pruning_of_the_cells_it_stands_in)
+{
+    std::vector<mesh_fixture::point> pts;
+    for (const float x : {0.0f, 4.0f, 8.0f, 1000.0f})
+        pts.insert(pts.end(), {{x, x, x}, {x + 2, x, x}, {x + 1, x + 0.0001f, x}});
+    mesh_fixture m(pts, {{0, 1, 2}, {3, 4, 5}, {6, 7, 8}, {9, 10, 11}});
+    for (const tr_h t : m.trs)
+        rec(t).flags |= tr_no_nrm;
+    split_finely(&m, 1, 21);
+    const std::uint32_t before = m.ctx.visit_stamp;
+    EXPECT_EQ(remove_all(&m), stage_ok);
+    EXPECT_EQ(m.tr_count(), 0u);
+    EXPECT_TRUE(is_leaf(rec(m.ctx.root)));
+    EXPECT_LE(m.ctx.visit_stamp, before + 6); // all in the first sweep
 }
 
 // A crumpled sheet on a coarse grid: short edges, caps, edges with one record at both ends.
@@ -255,8 +272,7 @@ TEST(sweep, keeps_counts_exact_on_crumpled_sheets)
         mesh_fixture m(s.points, s.trs);
         link_all(&m);
         give_normals(&m);
-        m.ctx.max_list = 1 + seed % 7;
-        m.ctx.max_level = 14;
+        (seed % 4 < 2 ? split_finely : set_limits)(&m, 1 + seed % 7, 14);
         // Some triangles are held elsewhere, as those with edge errors are.
         for (std::size_t i = seed; i < m.trs.size(); i += 11)
             ASSERT_TRUE(list_push(&m.topo.edge_err_list, rec(m.trs[i]).cell));
@@ -278,8 +294,7 @@ TEST(sweep, fails_cleanly_when_memory_runs_out)
         mesh_fixture m(s.points, s.trs);
         link_all(&m);
         give_normals(&m);
-        m.ctx.max_list = 4;
-        m.ctx.max_level = 6;
+        set_limits(&m, 4, 6);
         heap_fail_nth(nth);
         const stage_result result = remove_all(&m, 0.3);
         const bool refused = heap_calls() >= nth;

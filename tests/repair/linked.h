@@ -6,6 +6,7 @@
 #include "mesh/vec.h"
 #include "mesh_fixture.h"
 
+#include <cstdlib>
 #include <map>
 #include <utility>
 #include <vector>
@@ -26,6 +27,26 @@ inline void link_all(mesh_fixture* m)
         if (who.size() != 2) continue;
         rec(who[0].first).nbr[who[0].second] = who[1].first;
         rec(who[1].first).nbr[who[1].second] = who[0].first;
+    }
+}
+
+/// Limits for what is inserted from now on: leaves that are longer split then, under the feet of
+/// whoever walks them.
+inline void set_limits(mesh_fixture* m, std::uint32_t list_len, std::uint32_t level)
+{
+    m->ctx.max_list = list_len;
+    m->ctx.max_level = level;
+}
+
+/// Gives the tree these limits and puts all triangles in anew.
+inline void split_finely(mesh_fixture* m, std::uint32_t list_len, std::uint32_t level)
+{
+    set_limits(m, list_len, level);
+    for (const tr_h t : m->trs) {
+        const obj_h o = cell_obj_ref(rec(t).cell);
+        tree_remove(o, &m->ctx);
+        if (!tree_add(o, nullptr, &m->ctx)) std::abort();
+        cell_obj_release(o);
     }
 }
 

@@ -159,8 +159,7 @@ TEST(thin_repair, goes_on_when_leaves_split_under_it)
     link_all(&m);
     for (const tr_h t : m.trs)
         tr_recompute_nrm(&rec(t), true, nullptr);
-    m.ctx.max_list = 2;
-    m.ctx.max_level = 12;
+    set_limits(&m, 2, 12);
     thin_counts counts = {};
     EXPECT_EQ(repair_thin_triangles(0.1, 0.9, &counts, &m.err, &m.ctx), stage_ok);
     EXPECT_EQ(counts.found, 30u);
@@ -175,8 +174,7 @@ TEST(thin_repair, fails_cleanly_when_memory_runs_out)
         const solid s = kites(2);
         mesh_fixture m(s.points, s.trs);
         link_all(&m);
-        m.ctx.max_list = 2;
-        m.ctx.max_level = 5;
+        set_limits(&m, 2, 5);
         thin_counts counts = {};
         heap_fail_nth(nth);
         const stage_result result = repair_thin_triangles(0.1, -2.0, &counts, &m.err, &m.ctx);
