@@ -4,6 +4,7 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
 #include "topo/edge_tbl.h"
+#include "topo/open_edges.h"
 
 namespace velmora {
 
@@ -89,21 +90,46 @@ bool find_nbr(obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
     return !walk_leaves(ctx->root, enter, not_found);
 }
 
+// The only partner of an edge is found wherever the tree is asked, if only its box and the tree
+// contain the edge's first corner.
+static bool link_only_partner(obj_h obj, int i, obj_h partner, const aabb& root_box)
+{
+    tr_rec& tr = rec(rec(obj).tr);
+    tr_rec& other = rec(rec(partner).tr);
+    const float* a = corner_pos(tr, i);
+    const int k = tr_edge_index(tr.vtx[i], tr.vtx[next3(i)], other);
+    if (live_nbr(other, k) || !pt_in_box(rec(partner).box, a) || !pt_in_box(root_box, a))
+        return false;
+    other.nbr[k] = rec(obj).tr;
+    tr.nbr[i] = rec(partner).tr;
+    return true;
+}
+
+static void fill_slot(const open_edges& index, obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
+{
+    obj_h partner;
+    const partner_count partners = edge_partner(index, rec(rec(obj).tr), i, &partner);
+    if (partners == no_partner) return;
+    if (partners == one_partner && link_only_partner(obj, i, partner, rec(ctx->root).box)) return;
+    find_nbr(obj, i, topo, ctx);
+}
+
 stage_result link_nbrs(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
 {
-    if (!ctx->root) return stage_ok;
     obj_list objs = {};
+    open_edges index = {};
     std::uint32_t count = 0;
     ++ctx->visit_stamp;
-    const bool collected = tree_collect(ctx->root, &objs, &count, ctx);
-    if (!collected) *err = err_no_memory;
-    if (collected) {
+    const bool done = !ctx->root || (tree_collect(ctx->root, &objs, &count, ctx) &&
+                                     open_edges_load(objs, &index));
+    if (!done) *err = err_no_memory;
+    if (done)
         for (const obj_h o : objs)
             for (int i = 0; i < 3; ++i)
-                if (!live_nbr(rec(rec(o).tr), i)) find_nbr(o, i, topo, ctx);
-    }
+                if (!live_nbr(rec(rec(o).tr), i)) fill_slot(index, o, i, topo, ctx);
+    open_edges_free(&index);
     list_free(&objs);
-    return collected ? stage_ok : stage_failed;
+    return done ? stage_ok : stage_failed;
 }
 
 } // namespace velmora

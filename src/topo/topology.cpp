@@ -3,6 +3,7 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
 #include "mesh/vec.h"
+#include "repair/edge_groups.h"
 #include "repair/stitch.h"
 #include "topo/edge_tbl.h"
 #include "topo/links.h"
@@ -25,7 +26,11 @@ stage_result stitch_tree(std::int32_t* err, mesh_ctx* ctx)
 {
     obj_list objs = {};
     stage_result result = collect_objs(&objs, err, ctx);
-    if (result && !stitch_edges(objs)) result = link_nbrs(ctx->topo, err, ctx);
+    if (result) {
+        ctx->topo->vtx_distinct = vertices_are_distinct(objs);
+        const bool stitched = ctx->topo->vtx_distinct ? stitch_distinct(objs) : stitch_edges(objs);
+        if (!stitched) result = link_nbrs(ctx->topo, err, ctx);
+    }
     list_free(&objs);
     return result;
 }

@@ -33,7 +33,8 @@ namespace velmora {
 [[nodiscard]] stage_result drop_collapsed(std::int32_t* err, mesh_ctx* ctx);
 
 /// Marks triangles with the same three vertices as another with tr_dup, and clears the mark on all
-/// others. Of three or more equal ones only a pair gets it. Never fails today.
+/// others. Of three or more equal ones only a pair gets it. No triangle may be collapsed.
+/// @return stage_failed when memory ran out; marks are then missing
 [[nodiscard]] stage_result mark_duplicates(mesh_ctx* ctx);
 
 /// The tree's insert hook: refuses a triangle whose three corners coincide.

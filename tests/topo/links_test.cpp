@@ -1,5 +1,6 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
+#include "random_trs.h"
 #include "topo/links.h"
 #include "topo_mesh.h"
 
@@ -87,6 +88,64 @@ TEST(links, dead_neighbour_is_an_empty_slot)
     link(&m);
     EXPECT_EQ(m.nbrs("abc"), "abd - -");
     EXPECT_EQ(m.nbrs("abd"), "abc - -");
+}
+
+// Everything that a link pass leaves behind, in order.
+static std::vector<std::uint32_t> outcome_of(const topo_mesh& m)
+{
+    std::vector<std::uint32_t> all = {m.topo.edge_errors, m.topo.edge_errs.count};
+    for (const tr_h t : m.trs) {
+        for (const tr_h n : rec(t).nbr)
+            all.push_back(n.i);
+        all.push_back(rec(t).flags & tr_edge_err ? 1 : 0);
+    }
+    for (const obj_h o : m.topo.edge_err_list)
+        all.push_back(o.i);
+    for (std::uint32_t e = 0; e < m.topo.edge_errs.count; ++e) {
+        const edge_rec& edge = m.topo.edge_errs.entries[e];
+        all.push_back(edge.a.i);
+        all.push_back(edge.b.i);
+        for (std::uint32_t u = 0; u < edge.count; ++u)
+            all.push_back(edge.users[u].obj.i);
+    }
+    return all;
+}
+
+static void search_every_slot(topo_mesh* m)
+{
+    obj_list objs = {};
+    ASSERT_EQ(collect_objs(&objs, &m->err, &m->ctx), stage_ok);
+    for (const obj_h o : objs)
+        for (int i = 0; i < 3; ++i)
+            if (!rec(rec(o).tr).nbr[i]) find_nbr(o, i, &m->topo, &m->ctx);
+    list_free(&objs);
+}
+
+TEST(links, pass_finds_what_searching_every_slot_finds)
+{
+    for (unsigned seed = 1; seed < 200; ++seed) {
+        SCOPED_TRACE(seed);
+        const unsigned points = 4 + seed % 25;
+        const auto trs = random_trs(seed, points, 3 + seed);
+        std::vector<std::uint32_t> outcome[2];
+        for (int fast = 0; fast < 2; ++fast) {
+            topo_mesh m(random_points(seed, points), trs);
+            if (fast) link(&m);
+            if (!fast) search_every_slot(&m);
+            outcome[fast] = outcome_of(m);
+        }
+        ASSERT_EQ(outcome[0], outcome[1]);
+    }
+}
+
+// A triangle that has moved out of its box is listed in other leaves than its corners lie in.
+TEST(links, partner_is_only_found_where_the_tree_lists_it)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0", "abc abd");
+    rec(m.vtx('a')).pos[0] = 50;
+    rec(m.vtx('b')).pos[0] = 50;
+    link(&m);
+    EXPECT_EQ(m.link_count(), 0u);
 }
 
 TEST(links, edge_errors_run_out_of_memory_quietly)

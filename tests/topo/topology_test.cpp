@@ -1,4 +1,5 @@
 #include "mesh/cell_tree.h"
+#include "mesh/measure.h"
 #include "random_trs.h"
 #include "topo/topology.h"
 #include "topo_mesh.h"
@@ -131,6 +132,46 @@ TEST(topology, duplicates_are_marked_in_pairs)
         EXPECT_EQ(mark_duplicates(&m.ctx), stage_ok);
         EXPECT_EQ(m.flag_count(tr_dup), c.marked);
         EXPECT_EQ(m.flag_count(tr_prob_17), 0u);
+    }
+}
+
+// Each object of a leaf against all behind it, as one would write it without any thought of speed.
+static void plain_mark_duplicates(mesh_fixture* m)
+{
+    const std::uint32_t stamp = ++m->ctx.visit_stamp;
+    walk_leaves(m->ctx.root, everywhere, [&](cell_node& leaf) {
+        for (std::uint32_t i = 0; i < leaf.list.count; ++i) {
+            cell_obj& x = rec(list_at(leaf.list, i));
+            if (x.stamp == stamp) continue;
+            x.stamp = stamp;
+            for (std::uint32_t k = i + 1; k < leaf.list.count; ++k) {
+                cell_obj& y = rec(list_at(leaf.list, k));
+                if (y.stamp == stamp || !tr_same_vertices(rec(x.tr), rec(y.tr))) continue;
+                if (!(rec(x.tr).flags & tr_dup) && !(rec(y.tr).flags & tr_dup))
+                    rec(x.tr).flags |= rec(y.tr).flags |= tr_dup;
+                y.stamp = stamp;
+            }
+        }
+        return true;
+    });
+}
+
+TEST(topology, duplicates_are_those_of_comparing_all)
+{
+    for (unsigned seed = 1; seed < 40; ++seed) {
+        SCOPED_TRACE(seed);
+        std::vector<std::uint64_t> flags[2];
+        for (int fast = 0; fast < 2; ++fast) {
+            topo_mesh m(random_points(seed, 6), random_trs(seed, 6, 2 * seed));
+            if (fast) {
+                EXPECT_EQ(mark_duplicates(&m.ctx), stage_ok);
+            } else {
+                plain_mark_duplicates(&m);
+            }
+            for (const tr_h t : m.trs)
+                flags[fast].push_back(rec(t).flags & tr_dup);
+        }
+        ASSERT_EQ(flags[0], flags[1]);
     }
 }
 
