@@ -6,6 +6,7 @@
 
 int main(int argc, char** argv)
 {
+    velmora::hold_standard_streams();
     const auto window = velmora::connect_fltk_window();
     if (!window) return velmora::run_in_terminal(argc, argv);
     velmora::CVelmoraApp app(window.get(), argc, argv, velmora::velmora_main);

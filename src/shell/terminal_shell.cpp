@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <iterator>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -292,8 +293,18 @@ void terminal_shell_end()
         give_back_signal(&s);
 }
 
+void hold_standard_streams()
+{
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) != -1) continue;
+        if (open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1) return;
+    }
+}
+
 int run_in_terminal(int argc, char** argv)
 {
+    hold_standard_streams();
+
     // The run speaks under its own name, by whatever path it was started.
     static char name[] = "velmora";
     char* lone_name[] = {name, nullptr};

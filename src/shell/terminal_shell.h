@@ -19,7 +19,12 @@ void terminal_shell_start();
 /// Takes the line from the screen and gives back what terminal_shell_start changed.
 void terminal_shell_end();
 
-/// A whole run behind this shell.
+/// Fills each standard stream that the parent has closed with a file that is open the wrong way
+/// round. Its number would go to the next file that is opened, and the log into the model; now
+/// using the stream fails, as it did. To be called before anything is opened.
+void hold_standard_streams();
+
+/// A whole run behind this shell, with the standard streams held.
 /// @return the exit status of the process
 int run_in_terminal(int argc, char** argv);
 
