@@ -116,11 +116,14 @@ bool finish_stream(stl_stream** stream)
     return false;
 }
 
+// A handle forgets what a flush could not hand over; its error mark remembers.
 bool close_file(std::FILE** file)
 {
     std::FILE* f = *file;
     *file = nullptr;
-    return !f || std::fclose(f) == 0;
+    if (!f) return true;
+    const bool sound = std::ferror(f) == 0;
+    return std::fclose(f) == 0 && sound;
 }
 
 } // namespace
@@ -158,9 +161,8 @@ void write_output(std::int32_t* err, mesh_ctx* ctx)
     output_reported = false;
     ++ctx->visit_stamp;
     const bool collected = tree_collect(ctx->root, &list, &count, ctx);
-    if (!collected) {
-        *err = err_no_memory;
-    } else if (!write_list(list, &count, err, ctx)) {
+    if (!collected) *err = err_no_memory;
+    if (!collected || !write_list(list, &count, err, ctx)) {
         report_output(*err);
     } else if (logs_up_to(the_options, k_info_verbosity)) {
         log_line("%s(info): wrote output file  \"%s\" : %1d triangles.\n", name(),

@@ -1,0 +1,289 @@
+// Options of the built program: exit status, what the log says, which files stand afterwards.
+#include "program/program_run.h"
+
+#include <algorithm>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+namespace velmora {
+namespace {
+
+constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
+constexpr const char* k_reduce = " -r 0.01 -c 0.9 -q 1";
+
+const std::string k_opening = "velmora(info): id = VELMORA version 5.0.\n"
+                              "velmora(info): apparently running from velmora.\n";
+const std::string k_default_tol = "velmora(info): default 0.000001 point merge tolerance used.\n";
+
+/// A folder with a closed model under the names in.stl, in.astl and in.kvd.
+struct options_run : testing::Test {
+    run_folder dir;
+    std::string model = binary_stl(box_mesh(2, 2, 2, 4));
+
+    options_run()
+    {
+        dir.write("in.stl", model);
+        dir.write("in.astl", ascii_stl(box_mesh(2, 2, 2, 4)));
+        dir.run(std::string("-f in.stl -o in.kvd") + k_as_is);
+    }
+
+    static bool holds(const program_result& r, const std::string& text)
+    {
+        return r.log.find(text) != std::string::npos;
+    }
+    static std::size_t count_of(const std::string& text, const std::string& in)
+    {
+        std::size_t n = 0;
+        for (std::size_t at = 0; (at = in.find(text, at)) != std::string::npos; at += text.size())
+            ++n;
+        return n;
+    }
+};
+
+TEST_F(options_run, wrong_options_end_it_with_their_message)
+{
+    struct {
+        const char* options;
+        std::string log;
+    } const cases[] = {
+        {"", k_opening + k_default_tol + "velmora: the option \"r\" is missing and is required.\n"},
+        {"-r 1 -m 1", k_opening + "velmora: the option \"c\" is missing and is required.\n"},
+        {"-f in.stl -o new -r 1 -c 1",
+         k_opening + k_default_tol + "velmora: failed to give reduction mode -q.\n"},
+        {"-r 1x -c 1", "velmora: error in argument \"1x\" in option -r.\n"},
+        {"-W 'N z'", "velmora: error in argument \"N z\" in option -z.\n"},
+        {"-m 0 -j 0", k_opening + "velmora: tolerance 0.000000mm specified with -m is too low?\n"},
+        {"-V 4 -j -1", "velmora(info): id = VELMORA version 5.0.\n"
+                       "velmora: tolerance (-i) must be positive.\n"},
+        {"-r 1 -c 1 -q 1 -f none.kvd",
+         k_opening + k_default_tol +
+             "velmora: unable to access (mode:rb) neither \"none.kvd\" nor \"<ditto>.kvd\" (No "
+             "such file or directory)\n"},
+    };
+    for (const auto& c : cases) {
+        const program_result r = dir.run(c.options);
+        EXPECT_EQ(r.status, 255) << c.options;
+        EXPECT_EQ(r.log, c.log);
+        EXPECT_EQ(r.out, "");
+    }
+    EXPECT_EQ(dir.read("new.stl"), "") << "opened before the mode was missed";
+}
+
+TEST_F(options_run, unknown_letters_and_words_behind_a_plain_one_do_no_harm)
+{
+    const program_result r =
+        dir.run(std::string("-x -f in.stl -o out.stl") + k_as_is + " part -V 0 -o other.stl");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.log.find("velmora: illegal option -- x\nvelmora(info): id"), 0u);
+    EXPECT_EQ(facets_of(dir.read("out.stl")).size(), 192u);
+    EXPECT_FALSE(dir.has("other.stl"));
+}
+
+TEST_F(options_run, verbosity_gates_each_kind_of_line)
+{
+    struct {
+        const char* line;
+        int highest; ///< verbosity that has it
+    } const gates[] = {
+        {"apparently running from", 3},
+        {"reduction time (u+s)", 4},
+        {"rate is", 4},
+        {"192 triangles read", 5},
+        {"initializing the data", 5},
+        {"constructing the", 5},
+        {"removing degenerated", 5},
+        {"reducing vertices ...", 5},
+        {"removed altogeher", 5},
+        {"wrote output file  \"out", 5},
+        {"the ranges of the", 6},
+        {"extents are X=2.00", 6},
+        {"id = VELMORA", 99},
+        {"reduced form 192", 99},
+        {"less than three neigbors", 99},
+    };
+    for (const int verbosity : {-2147483647, -1, 1, 3, 4, 5, 6, 7}) {
+        SCOPED_TRACE(verbosity);
+        const program_result r =
+            dir.run("-f in.stl -o out.stl -V " + std::to_string(verbosity) + k_reduce);
+        EXPECT_EQ(r.status, 0);
+        for (const auto& gate : gates)
+            EXPECT_EQ(holds(r, gate.line), verbosity <= gate.highest) << gate.line;
+    }
+    const program_result usage = dir.run("-f in.stl -o out.kvd -V 0 -r 0");
+    EXPECT_EQ(usage.status, 0);
+    EXPECT_EQ(count_of("\n", usage.log), 30u);
+    EXPECT_FALSE(dir.has("out.kvd"));
+}
+
+TEST_F(options_run, an_empty_input_stops_only_a_run_that_tells_of_it)
+{
+    dir.write("empty.stl", "");
+    for (const char* verbosity : {"-V 4", "-V -1"}) {
+        const program_result r =
+            dir.run(std::string("-f empty.stl -o out.stl ") + verbosity + k_reduce);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_TRUE(holds(r, "0 triangles read.\n"));
+        EXPECT_FALSE(holds(r, "time (u+s)"));
+        EXPECT_TRUE(dir.has("out.stl"));
+    }
+    const program_result quiet = dir.run(std::string("-f empty.stl -o out.kvd -V 6") + k_reduce);
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(dir.read("out.kvd").size(), 300u) << "a model without triangles";
+}
+
+TEST_F(options_run, standard_streams_stand_in_for_missing_names)
+{
+    dir.run(std::string("-f in.stl -o out.stl") + k_reduce);
+    const program_result r = dir.run(std::string(k_reduce) + " < in.stl");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(holds(r, "wrote output file  \"<stdout>\" : "));
+    std::string expected = dir.read("out.stl");
+    expected.replace(80, 4, 4, '\0'); // the count is never patched there
+    EXPECT_EQ(r.out, expected);
+
+    dir.run(std::string("-f in.stl -o out.astl") + k_reduce);
+    EXPECT_EQ(dir.run(std::string("-F a -O ascii") + k_reduce + " < in.astl | cat").out,
+              dir.read("out.astl"));
+    dir.run(std::string("-o =") + k_reduce + " < in.stl");
+    EXPECT_EQ(dir.read("=.stl"), dir.read("out.stl")) << "a name like others without -f";
+}
+
+TEST_F(options_run, in_place_gives_up_silently_when_the_input_cannot_be_moved)
+{
+    std::filesystem::create_directory(dir.path / "in.stl~");
+    const program_result r = dir.run(std::string("-f in.stl -o =") + k_reduce);
+    EXPECT_EQ(r.status, 255);
+    EXPECT_EQ(r.log, k_opening + k_default_tol);
+    EXPECT_EQ(dir.read("in.stl"), model);
+}
+
+TEST_F(options_run, no_file_in_use_is_emptied)
+{
+    const std::string before = dir.read("in.kvd");
+    std::filesystem::create_hard_link(dir.path / "in.stl", dir.path / "hard.stl");
+    std::filesystem::create_symlink("in.stl", dir.path / "soft.stl");
+    std::filesystem::create_symlink("in.kvd", dir.path / "soft.kvd");
+    for (const std::string files :
+         {"-f in.stl -o in.stl", "-f in.stl -o hard.stl", "-f in.stl -o soft.stl",
+          "-f soft.stl -o ./in", "-f in.stl -o new.stl -e hard.stl", "-f in.stl -e soft.stl",
+          "-f in.kvd -o soft.kvd", "-f in.stl -o same.stl -e ./same.stl"}) {
+        const program_result r = dir.run(files + k_reduce);
+        EXPECT_EQ(r.status, 255) << files;
+        EXPECT_TRUE(holds(r, "velmora: unable to access (mode:wb) \"")) << r.log;
+    }
+    EXPECT_EQ(dir.run(std::string("-o hard.stl") + k_reduce + " < in.stl").status, 255);
+    EXPECT_EQ(dir.read("in.stl"), model);
+    EXPECT_EQ(dir.read("in.kvd"), before);
+}
+
+TEST_F(options_run, removed_file_follows_the_name_of_the_output)
+{
+    struct {
+        const char* options;
+        const char* name;
+        const char* begins; ///< "" for an empty file
+    } const cases[] = {
+        {"-f in.stl -o out.stl -e gone", "gone.stl", "VELMORA version 5.0"},
+        {"-f in.stl -o out.astl -e gone2.stl", "gone2.stl", "solid VELMORA version 5.0\n"},
+        {"-f in.astl -o out.kvd -e gone3", "gone3.astl", "solid VELMORA version 5.0\n"},
+        {"-f in.stl -o out.stl -e gone4 -E a", "gone4.astl", "solid VELMORA version 5.0\n"},
+        {"-f in.kvd -o out.kvd -e gone5", "gone5.kvd", ""},
+        {"-f in.stl -o out.stl -e gone6 -P", "gone6.stl", ""},
+        {"-f in.stl -o out.stl -e gone7 -S -h 0.5", "gone7.stl", ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.options);
+        EXPECT_EQ(dir.run(std::string(c.options) + k_reduce).status, 0);
+        ASSERT_TRUE(dir.has(c.name));
+        const std::string bytes = dir.read(c.name);
+        EXPECT_EQ(bytes.substr(0, std::string(c.begins).size()), c.begins);
+        EXPECT_EQ(bytes.empty(), *c.begins == '\0');
+    }
+}
+
+TEST_F(options_run, nobody_is_asked_without_a_terminal)
+{
+    const program_result r = dir.run(std::string("-f in.stl -o out.stl -W N") + k_reduce);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_FALSE(holds(r, "STL processing"));
+}
+
+TEST_F(options_run, triangles_beyond_the_kill_value_are_told)
+{
+    dir.write("far.stl", binary_stl(box_mesh(100, 2, 2, 1)));
+    const program_result r = dir.run(std::string("-f far.stl -o out.stl -K 99.9") + k_as_is);
+    EXPECT_TRUE(holds(r, "\nstl-input: ignored 10 triangles with absolute coordinate values larger "
+                         "than   99.9 units.\n\nvelmora(info): 2 triangles read.\n"))
+        << r.log;
+    EXPECT_TRUE(holds(dir.run(std::string("-f far.stl -K 100") + k_as_is), "): 12 triangles"));
+}
+
+TEST_F(options_run, angle_mode_takes_steps_of_ten_degrees)
+{
+    for (const auto& [angle, steps] : {std::pair{"0", 0u}, {"10", 1u}, {"25", 3u}, {"30", 3u}}) {
+        // Three triangles and no vertex that may go: each step has its two turns and no more.
+        dir.write("fan.stl",
+                  model.substr(0, 80) + std::string("\3\0\0\0", 4) + model.substr(84, 150));
+        const program_result r =
+            dir.run(std::string("-f fan.stl -o out.stl -a ") + angle + k_as_is);
+        EXPECT_EQ(count_of("reducing vertices", r.log), 2u * steps) << angle;
+        EXPECT_EQ(count_of("constructing the topology", r.log), steps ? 1u : 0u);
+        EXPECT_EQ(holds(r, "reduced form"), steps != 0);
+    }
+}
+
+// The number of a closed stream must not fall to a file of the run.
+TEST_F(options_run, closed_standard_streams_lend_their_place_to_nobody)
+{
+    dir.run(std::string("-f in.stl -o out.stl") + k_reduce);
+    dir.run(std::string("-o quiet.stl") + k_reduce + " < in.stl 2>&-");
+    EXPECT_EQ(dir.read("quiet.stl"), dir.read("out.stl"));
+
+    dir.run(std::string("-e gone.stl") + k_reduce + " < in.stl >&-");
+    EXPECT_EQ(dir.read("gone.stl").size() % 50, 34u) << "what was removed, and nothing else";
+    const program_result blind = dir.run(std::string("-o blind.stl") + k_reduce + " <&-");
+    EXPECT_EQ(blind.status, 0);
+    EXPECT_TRUE(holds(blind, "error reading from input file (Bad file descriptor).\n"));
+}
+
+// The file ends at `limit`, as on a disk that is full; so does the log, which is shorter.
+program_result run_with_full_disk(const run_folder& dir, const std::string& options, rlim_t limit)
+{
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full = {limit, before.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &full);
+    const program_result r = dir.run(options);
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    return r;
+}
+
+TEST_F(options_run, a_full_disk_is_told_once_whichever_byte_it_stops)
+{
+    dir.write("small.stl", binary_stl(box_mesh(2, 2, 2, 2)));
+    struct {
+        const char* name;
+        const char* error;
+    } const cases[] = {{"out.stl", "stl-file output error\n"},
+                       {"out.astl", "stl-file output error\n"},
+                       {"out.kvd", "output error\n"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string options = std::string("-f small.stl -o ") + c.name + k_as_is;
+        EXPECT_FALSE(holds(dir.run(options), "error"));
+        const auto size = static_cast<rlim_t>(dir.read(c.name).size());
+        for (const rlim_t missing : {1u, 15u, 29u, 30u, 600u, 1000u}) {
+            const program_result r = run_with_full_disk(dir, options, size - missing);
+            EXPECT_EQ(r.status, 0);
+            EXPECT_EQ(count_of("output error\n", r.log), 1u) << missing << r.log;
+            EXPECT_TRUE(holds(r, c.error));
+            EXPECT_FALSE(missing > 29 && holds(r, "wrote output file"));
+        }
+    }
+}
+
+} // namespace
+} // namespace velmora
