@@ -1,10 +1,9 @@
 #include "files/model_io.h"
 
 #include "mesh/box.h"
+#include "mesh/log.h"
 #include "mesh/measure.h"
 #include "mesh/vec.h"
-
-#include <cstdio>
 
 namespace velmora {
 
@@ -131,10 +130,9 @@ stage_result stl_load_model(obj_list* list, aabb* bbox, std::uint32_t limit, std
     if (stl_error(stream)) *err = err_stl_input;
     box_widen(bbox, 2.0 * margin);
     if (ignored != 0)
-        std::fprintf(stderr,
-                     "\nstl-input: ignored %1d triangles with absolute coordinate values larger "
-                     "than %6.1f units.\n\n",
-                     static_cast<int>(ignored), kill_value);
+        log_line("\nstl-input: ignored %1d triangles with absolute coordinate values larger than "
+                 "%6.1f units.\n\n",
+                 static_cast<int>(ignored), kill_value);
     return stage_ok;
 }
 

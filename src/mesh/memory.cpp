@@ -1,6 +1,7 @@
 #include "mesh/memory.h"
 
-#include <cstdio>
+#include "mesh/log.h"
+
 #include <cstdlib>
 #include <cstring>
 
@@ -88,7 +89,7 @@ void* mm_malloc(std::size_t size)
     do {
         if (void* memory = heap_alloc(size)) return std::memset(memory, 0, size);
     } while (ask_hooks());
-    std::fputs("mm_malloc: no more memory available\n", stderr);
+    log_line("mm_malloc: no more memory available\n");
     return nullptr;
 }
 
@@ -101,7 +102,7 @@ void* mm_realloc(void* memory, std::size_t old_size, std::size_t new_size)
             std::memset(static_cast<char*>(grown) + old_size, 0, new_size - old_size);
         return grown;
     } while (ask_hooks());
-    std::fputs("mm_realloc: no more memory available\n", stderr);
+    log_line("mm_realloc: no more memory available\n");
     return nullptr;
 }
 

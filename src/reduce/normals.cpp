@@ -1,10 +1,9 @@
 #include "reduce/normals.h"
 
+#include "mesh/log.h"
 #include "mesh/plane.h"
 #include "mesh/vec.h"
 #include "plg/plg.h"
-
-#include <cstdio>
 
 namespace velmora {
 
@@ -186,8 +185,8 @@ void improve_good_nrm(const vtx_fan& fan, float* nrm, const fan_look& look)
 
 void report_large_fan(std::uint32_t count)
 {
-    std::fprintf(stderr, "get_nrm4vtx: over 1000 trs with one vertex, %1d, no check\n",
-                 static_cast<int>(count));
+    log_line("get_nrm4vtx: over 1000 trs with one vertex, %1d, no check\n",
+             static_cast<int>(count));
 }
 
 // The rounds of get_nrm4vtx on one normal.

@@ -1,10 +1,10 @@
 #include "run/build_topology.h"
 
+#include "mesh/log.h"
 #include "mesh/tolerances.h"
 #include "reduce/axes.h"
 #include "repair/degenerate.h"
 #include "repair/orient.h"
-#include "run/log.h"
 #include "run/options.h"
 #include "topo/topology.h"
 

@@ -2,10 +2,10 @@
 
 #include "files/stl_stream.h"
 #include "mesh/cell_tree.h"
+#include "mesh/log.h"
 #include "mesh/tolerances.h"
 #include "run/cycle.h"
 #include "run/errors.h"
-#include "run/log.h"
 #include "run/model.h"
 #include "run/options.h"
 #include "run/progress.h"

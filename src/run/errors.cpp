@@ -1,6 +1,6 @@
 #include "run/errors.h"
 
-#include "run/log.h"
+#include "mesh/log.h"
 #include "run/options.h"
 
 #include <cstdio>

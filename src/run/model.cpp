@@ -3,9 +3,9 @@
 #include "files/kvd.h"
 #include "files/model_io.h"
 #include "mesh/cell_tree.h"
+#include "mesh/log.h"
 #include "mesh/measure.h"
 #include "run/errors.h"
-#include "run/log.h"
 #include "run/options.h"
 
 #include <cerrno>

@@ -1,7 +1,7 @@
 #include "run/options.h"
 
+#include "mesh/log.h"
 #include "mesh/memory.h"
-#include "run/log.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 #include "files/os_file.h"
+#include "mesh/log.h"
 #include "mesh/memory.h"
 #include "mesh/tolerances.h"
 #include "run/errors.h"
-#include "run/log.h"
 #include "run/options.h"
 
 #include <algorithm>

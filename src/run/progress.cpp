@@ -1,6 +1,6 @@
 #include "run/progress.h"
 
-#include "run/log.h"
+#include "mesh/log.h"
 #include "run/options.h"
 #include "run/ui.h"
 

@@ -1,12 +1,12 @@
 #include "run/reduce_vertices.h"
 
+#include "mesh/log.h"
 #include "plg/boundary.h"
 #include "reduce/classify.h"
 #include "reduce/fan.h"
 #include "reduce/normals.h"
 #include "reduce/passes.h"
 #include "reduce/vtx_table.h"
-#include "run/log.h"
 #include "run/options.h"
 
 namespace velmora {

@@ -1,5 +1,7 @@
 #include "run/ui.h"
 
+#include "mesh/log.h"
+
 namespace velmora {
 
 static const ui_ops no_shell = {
@@ -20,6 +22,7 @@ static const ui_ops* installed = &no_shell;
 void ui_install(const ui_ops* ops)
 {
     installed = ops ? ops : &no_shell;
+    log_surround(installed->before_log, installed->after_log);
 }
 
 void ui_prepare(const char* title)
@@ -60,16 +63,6 @@ int ui_pump()
 void ui_message(const char* text)
 {
     installed->message(text);
-}
-
-void ui_before_log()
-{
-    installed->before_log();
-}
-
-void ui_after_log()
-{
-    installed->after_log();
 }
 
 } // namespace velmora

@@ -21,7 +21,8 @@ struct ui_ops {
     void (*after_log)();
 };
 
-/// Puts `ops` behind the functions below; it must outlive the run. Null goes back to no shell.
+/// Puts `ops` behind the functions below and round the log; it must outlive the run. Null goes back
+/// to no shell.
 void ui_install(const ui_ops* ops);
 
 /// Sets the title unless it is null, and gets ready for a job that can be paused and stopped.
@@ -45,9 +46,5 @@ int ui_pump();
 
 /// Tells `text` and waits until it was noticed, where a shell can do that.
 void ui_message(const char* text);
-
-/// Stand before and after anything that goes to the log.
-void ui_before_log();
-void ui_after_log();
 
 } // namespace velmora

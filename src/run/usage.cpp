@@ -1,4 +1,4 @@
-#include "run/log.h"
+#include "mesh/log.h"
 #include "run/options.h"
 
 namespace velmora {

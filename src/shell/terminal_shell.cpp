@@ -1,7 +1,7 @@
 #include "shell/terminal_shell.h"
 
+#include "mesh/log.h"
 #include "run/driver.h"
-#include "run/log.h"
 #include "run/ui.h"
 #include "shell/progress_line.h"
 

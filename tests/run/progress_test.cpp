@@ -1,6 +1,8 @@
 // Progress, Stop, times, and the texts of errors.
+#include "files/model_io.h"
+#include "mesh/log.h"
+#include "mesh/memory.h"
 #include "run/errors.h"
-#include "run/log.h"
 #include "run/options.h"
 #include "run/progress.h"
 #include "run/ui.h"
@@ -169,6 +171,38 @@ TEST_F(progress, gives_the_log_its_place)
     EXPECT_EQ(logged([] { log_line("%s(info): %1d left\n", "velmora", 3); }),
               "velmora(info): 3 left\n");
     EXPECT_EQ(shown, "<>");
+}
+
+TEST_F(progress, gives_the_log_of_every_room_its_place)
+{
+    heap_fail_nth(1);
+    EXPECT_EQ(logged([] { EXPECT_EQ(mm_malloc(1), nullptr); }),
+              "mm_malloc: no more memory available\n");
+    heap_fail_nth(0);
+    EXPECT_EQ(shown, "<>");
+
+    std::FILE* file = std::tmpfile();
+    std::fputs("solid\nfacet normal 0 0 1\nouter loop\nvertex 0 0 9e10\nvertex 1 0 0\n"
+               "vertex 0 1 0\nendloop\nendfacet\nendsolid\n",
+               file);
+    std::rewind(file);
+    stl_stream* stream = stl_open();
+    std::uint32_t ascii = stl_format_ascii;
+    std::uint32_t reading = stl_reading;
+    stl_set(stream, stl_prop_handle, file);
+    stl_set(stream, stl_prop_format, &ascii);
+    stl_set(stream, stl_prop_direction, &reading);
+    const std::string log = logged([stream] {
+        obj_list list = {};
+        aabb box;
+        std::uint32_t count = 0;
+        std::int32_t err = 0;
+        EXPECT_EQ(stl_load_model(&list, &box, 9, &count, stream, nullptr, &err), stage_ok);
+    });
+    EXPECT_NE(log.find("stl-input: ignored 1 triangles"), std::string::npos);
+    EXPECT_EQ(shown, "<><>");
+    stl_close(stream);
+    std::fclose(file);
 }
 
 TEST_F(progress, has_a_text_for_every_error_number)

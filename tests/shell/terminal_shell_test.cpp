@@ -1,5 +1,5 @@
 // The terminal shell in a real pseudo-terminal: what stands on the screen, and what signals do.
-#include "run/log.h"
+#include "mesh/log.h"
 #include "run/ui.h"
 #include "shell/pty_job.h"
 #include "shell/terminal_shell.h"

@@ -1,7 +1,7 @@
-// run/log.h - the one road to the log, which is the standard error stream.
+// mesh/log.h - the one road to the log, which is the standard error stream.
 //
-// A shell may keep a line of its own on the same screen. Each call therefore has it taken away
-// first and put back afterwards; the shell needs to know nothing of what is logged.
+// Whoever shows the run may keep a line of its own on the same screen. That line is taken away
+// before anything is logged and put back afterwards, so every room logs here and nowhere else.
 #pragma once
 
 namespace velmora {
@@ -17,5 +17,8 @@ void log_line(const char* format, ...) VELMORA_PRINTF_LIKE;
 
 /// Sees to it that all that was logged has left the process.
 void log_flush();
+
+/// Has `before` and `after` called round everything that is logged from now on; null for neither.
+void log_surround(void (*before)(), void (*after)());
 
 } // namespace velmora
