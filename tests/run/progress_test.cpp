@@ -182,7 +182,7 @@ TEST_F(progress, gives_the_log_of_every_room_its_place)
     EXPECT_EQ(shown, "<>");
 
     std::FILE* file = std::tmpfile();
-    std::fputs("solid\nfacet normal 0 0 1\nouter loop\nvertex 0 0 9e10\nvertex 1 0 0\n"
+    std::fputs("solid\nfacet normal 0 0 1\nouter loop\nvertex 0 0 9.0e+10\nvertex 1 0 0\n"
                "vertex 0 1 0\nendloop\nendfacet\nendsolid\n",
                file);
     std::rewind(file);
