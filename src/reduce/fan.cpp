@@ -114,11 +114,15 @@ void note_first_trs(const vtx_table& table, tr_h* firsts, mesh_ctx* ctx)
     });
 }
 
+// A vertex that went from its fan may live on in triangles beyond; its record names another by then
+// and stays without a fan.
+// A record that holds another vertex by now is that of a removed one: where that still stands in
+// some triangle it gets no fan all the same.
 bool build_fan(vtx_table* table, std::uint32_t place, tr_h first)
 {
     vtx_info& info = table->infos[place];
     info.fan_count = 0;
-    if (!first) return true;
+    if (!first || rec(info.vtx).tbl_index != place + 1) return true;
     walk_fan(info.vtx, first);
     if (!keep_fan(table, &info)) return false;
     table->types[place] = fan_type(*table, info, table->types[place]);

@@ -1,0 +1,60 @@
+#include "mesh/vec.h"
+#include "reduce/axes.h"
+#include "reduce_fixture.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+namespace velmora {
+
+struct label_case {
+    float nrm[3];
+    int label;
+};
+
+// The float next to 0.9999 lies below it, the one after that above.
+static const label_case label_cases[] = {
+    {{1, 0, 0}, 100},     {{-1, 0, 0}, 101},
+    {{0, 1, 0}, 200},     {{0, -1, 0}, 201},
+    {{0, 0, 1}, 300},     {{0, 0, -1}, 301},
+    {{0.9999f, 0, 0}, 0}, {{std::nextafter(0.9999f, 1.0f), 0, 0}, 100},
+    {{0, 0, 0}, 0},
+};
+
+TEST(axis_label, takes_normals_within_a_cosine_of_an_axis_once)
+{
+    reduce_mesh m("a 0 0 0  b 1 0 0  c 0 1 0", "abc");
+    for (const label_case& c : label_cases) {
+        m.at("abc").plane_class = 0;
+        vec_copy(c.nrm, m.at("abc").nrm);
+        label_tr_axes(&m.ctx);
+        EXPECT_EQ(m.at("abc").plane_class, c.label);
+    }
+    m.at("abc").plane_class = 300; // before it turned away
+    label_tr_axes(&m.ctx);
+    EXPECT_EQ(m.at("abc").plane_class, 300);
+}
+
+struct fan_label_case {
+    std::vector<std::int16_t> labels;
+    int expected;
+};
+
+static const fan_label_case fan_label_cases[] = {
+    {{}, k_no_axis},        {{0, 0, 0}, k_no_axis},     {{100, 100, 101}, k_all_one_axis},
+    {{101, 100, 200}, 101}, {{100, 0, 100}, 100},       {{0, 0, 200, 0}, 200},
+    {{0, 100, 300}, 100},   {{0, 100, 101}, k_no_axis},
+};
+
+TEST(fan_axis_label, tells_faces_from_their_rims)
+{
+    reduce_mesh m(k_hexagon_points, k_hexagon_trs);
+    for (const fan_label_case& c : fan_label_cases) {
+        for (std::size_t i = 0; i < c.labels.size(); ++i)
+            rec(m.trs[i]).plane_class = c.labels[i];
+        const auto count = static_cast<std::uint32_t>(c.labels.size());
+        EXPECT_EQ(fan_axis_label({m.trs.data(), count}), c.expected) << &c - fan_label_cases;
+    }
+}
+
+} // namespace velmora

@@ -1,0 +1,99 @@
+#include "mesh/vec.h"
+#include "reduce/fan.h"
+#include "reduce_fixture.h"
+
+#include <gtest/gtest.h>
+
+namespace velmora {
+
+static stage_result make_table(reduce_mesh* m)
+{
+    if (!vtx_table_init(m->tr_count(), &m->table, &m->err)) return stage_failed;
+    if (!vtx_table_fill(&m->table, &m->ctx)) return stage_failed;
+    if (!vtx_table_refresh(&m->table, &m->err, &m->ctx)) return stage_failed;
+    return vtx_table_sort(&m->table);
+}
+
+TEST(vtx_table, lists_vertices_as_the_tree_meets_their_corners)
+{
+    reduce_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "cab acd");
+    m.enter();
+    EXPECT_EQ(m.all_of(vtx_open), "cabd");
+    EXPECT_EQ(rec(m.vtx('c')).tbl_index, 1u);
+    EXPECT_EQ(rec(m.vtx('c')).refs, 3); // two corners and the table
+    EXPECT_EQ(rec(m.vtx('d')).refs, 2);
+    vtx_table_free(&m.table);
+    EXPECT_TRUE(m.counts_are_exact());
+}
+
+TEST(vtx_table, grows_from_too_small_a_guess_and_enters_nobody_twice)
+{
+    reduce_mesh m(sheet_points(7), sheet_trs(7));
+    ASSERT_EQ(vtx_table_init(0, &m.table, &m.err), stage_ok);
+    for (int i = 0; i < 2; ++i)
+        ASSERT_EQ(vtx_table_fill(&m.table, &m.ctx), stage_ok);
+    EXPECT_EQ(m.table.count, 49u);
+    EXPECT_EQ(m.table.capacity, 50u);
+    EXPECT_TRUE(m.holders_are_exact());
+}
+
+TEST(vtx_table, fails_cleanly_wherever_memory_runs_out)
+{
+    std::uint64_t n = 1;
+    for (bool done = false; !done; ++n) {
+        reduce_mesh m(sheet_points(5), sheet_trs(5));
+        heap_fail_nth(n);
+        const bool made = make_table(&m) == stage_ok;
+        done = heap_calls() < n;
+        heap_fail_nth(0);
+        EXPECT_EQ(made, done) << n;
+        EXPECT_TRUE(m.holders_are_exact()) << n;
+    }
+    EXPECT_GT(n, 5u);
+}
+
+struct dev_case {
+    const char* name;
+    const char* points; ///< b and c
+    float nrm_z;
+    double dev;
+};
+
+static const dev_case dev_cases[] = {
+    {"the first edge", "b 1 0 .5  c 0 1 .25", 1.0f, 0.5},
+    {"the last edge, below", "b 1 0 .25  c 0 1 -.5", 1.0f, 0.5},
+    {"an edge without direction", "b 0 0 .0000001  c 0 1 0", 1.0f, 0.0},
+    {"no normal yet", "b 1 0 .5  c 0 1 .25", 0.0f, 0.0},
+};
+
+TEST(vtx_dev, is_the_largest_height_over_the_edges)
+{
+    for (const dev_case& c : dev_cases) {
+        reduce_mesh m(std::string("a 0 0 0 ") + c.points, "abc");
+        m.enter();
+        vec_set(m.info('a').nrm, 0.0f, 0.0f, c.nrm_z);
+        m.info('a').dev = 77.0;
+        vtx_dev_all(&m.table);
+        EXPECT_EQ(m.info('a').dev, c.dev) << c.name;
+    }
+}
+
+TEST(vtx_table_sort, keeps_table_order_among_equals_and_leaves_out_the_fanless)
+{
+    reduce_mesh m(sheet_points(7), sheet_trs(7));
+    m.enter();
+    for (std::uint32_t i = 0; i < m.table.count; ++i) {
+        m.table.infos[i].dev = static_cast<double>(i * 7 % 4);
+        if (i % 5 == 2) m.table.infos[i].fan_count = 0;
+    }
+    ASSERT_EQ(vtx_table_sort(&m.table), stage_ok);
+    ASSERT_EQ(m.table.sorted_count, 39u);
+    for (std::uint32_t k = 1; k < 39; ++k) {
+        const std::uint32_t before = m.table.sorted[k - 1];
+        const std::uint32_t place = m.table.sorted[k];
+        const double step = m.table.infos[place].dev - m.table.infos[before].dev;
+        EXPECT_TRUE(place % 5 != 2 && (step > 0.0 || (step == 0.0 && before < place))) << k;
+    }
+}
+
+} // namespace velmora
