@@ -43,19 +43,18 @@ INT_PTR CALLBACK dialog_proc(HWND dialog, UINT message, WPARAM wparam, LPARAM lp
     return FALSE;
 }
 
-// Whatever the template lacks will be lacking the next time too; the rest may pass.
+// What is short may be there again soon; all else, a session without a screen say, stays as it is.
 window_result reason_of_failure()
 {
     switch (GetLastError()) {
-    case ERROR_RESOURCE_DATA_NOT_FOUND:
-    case ERROR_RESOURCE_TYPE_NOT_FOUND:
-    case ERROR_RESOURCE_NAME_NOT_FOUND:
-    case ERROR_RESOURCE_LANG_NOT_FOUND:
-    case ERROR_CANNOT_FIND_WND_CLASS:
-    case ERROR_ACCESS_DENIED:
-        return window_result::never;
-    default:
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_OUTOFMEMORY:
+    case ERROR_NO_MORE_USER_HANDLES:
+    case ERROR_NO_SYSTEM_RESOURCES:
+    case ERROR_COMMITMENT_LIMIT:
         return window_result::not_now;
+    default:
+        return window_result::never;
     }
 }
 

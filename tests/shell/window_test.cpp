@@ -1,16 +1,8 @@
-// The progress window for real: on a screen, clicked by a user. The model comes through a pipe, so
-// that the run waits for its first progress call until the test has done what it came for.
-//
-// VELMORA_UNDER_WINE may name the Windows program, which is tested then in the place of ours.
-#include "program/program_run.h"
-#include "shell/dialog_ids.h"
-#include "shell/x_screen.h"
+// The progress window for real: on a screen, clicked by a user.
+#include "shell/window_fixture.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <string>
-#include <vector>
 
 namespace velmora {
 
@@ -19,63 +11,6 @@ static constexpr int k_large = 40; // the audits take their time
 #else
 static constexpr int k_large = 130;
 #endif
-
-static constexpr const char* k_title = "Reduce STL";
-static constexpr const char* k_box_title = "velmora";
-static constexpr const char* k_stopped = "velmora: program aborted by the user\n";
-
-/// The program in an empty folder, and what the plain program makes of the same model.
-struct window_fixture : testing::Test {
-    run_folder folder;
-    std::string model = binary_stl(box_mesh(30, 20, 10, 12));
-    std::string options = "-q 1 -r 0.05 -c 0.9 -F b -O b";
-
-    static std::vector<std::string> program()
-    {
-        const char* windows = std::getenv("VELMORA_UNDER_WINE");
-        if (windows) return {"wine", windows};
-        return {VELMORA_WINDOW_PROGRAM};
-    }
-
-    void SetUp() override
-    {
-        if (!x_screen::is_possible()) GTEST_SKIP() << "Xvfb and xdotool are not installed";
-        if (program().front().empty()) GTEST_SKIP() << "the window was not built";
-    }
-
-    std::vector<std::string> command(const std::string& more) const
-    {
-        std::vector<std::string> words = program();
-        std::istringstream all(options + " " + more);
-        for (std::string word; all >> word;)
-            words.push_back(word);
-        return words;
-    }
-
-    /// The window's program, on the shared screen unless told otherwise.
-    window_run start(const std::string& more, const std::string& display = screen().display())
-    {
-        return {folder.path, command(more), display};
-    }
-
-    static x_screen& screen()
-    {
-        return x_screen::shared();
-    }
-
-    std::string log() const
-    {
-        return folder.read(".log");
-    }
-
-    bool gives_what_the_plain_program_gives() const
-    {
-        const std::string result = folder.read("out.stl");
-        folder.write("in.stl", model);
-        EXPECT_EQ(folder.run(options + " -f in.stl -o plain.stl").status, 0);
-        return !result.empty() && result == folder.read("plain.stl");
-    }
-};
 
 TEST_F(window_fixture, reduces_as_the_plain_program_does)
 {
@@ -161,7 +96,7 @@ TEST_F(window_fixture, tells_the_end_in_a_box)
 
 TEST_F(window_fixture, runs_without_a_display)
 {
-    if (program().size() > 1) GTEST_SKIP() << "wine has a window system of its own";
+    if (windows_folder()) GTEST_SKIP() << "wine has a window system of its own";
     for (const char* display : {"", ":4711"}) {
         window_run run = start("-o out.stl -W N", display);
         run.feed(model);
@@ -172,7 +107,7 @@ TEST_F(window_fixture, runs_without_a_display)
 
 TEST_F(window_fixture, goes_on_when_its_display_goes_away)
 {
-    if (program().size() > 1) GTEST_SKIP() << "wine ends its programs then";
+    if (windows_folder()) GTEST_SKIP() << "wine ends its programs then";
     for (const bool held : {true, false}) {
         x_screen own;
         window_run run = start("-o out.stl -W N", own.display());
