@@ -62,6 +62,9 @@ struct topo_ctx {
     std::uint32_t orient_a;        ///< 1: keep the sense that the ray found
     std::uint32_t orient_b;        ///< 1: compute normals
     std::uint32_t orient_mode;     ///< 0 in every run
+    /// No two vertices have one position, and all coordinates are finite: found after the merge,
+    /// and true from then on, since vertices neither move nor come anew.
+    bool vtx_distinct;
 
     const coord_transform* transform; ///< none in every run
     edge_tbl edge_errs;               ///< the crowded edges

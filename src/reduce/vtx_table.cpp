@@ -42,6 +42,13 @@ bool vtx_table_add(vtx_h v, vtx_table* table)
     return true;
 }
 
+// The place may be one of an earlier table, so the record there has to answer.
+bool is_entered(const vtx_table& table, vtx_h v)
+{
+    const std::uint32_t place = rec(v).tbl_index - 1;
+    return place < table.count && table.infos[place].vtx == v;
+}
+
 // Height of the far end of edge `e` over the plane through the near end with normal `nrm`, through
 // single precision; negative when the edge has no direction.
 double edge_height(const tr_rec& tr, int e, const float* nrm)
@@ -107,19 +114,10 @@ stage_result vtx_table_fill(vtx_table* table, mesh_ctx* ctx)
 {
     const bool done = for_each_obj_once(ctx, [&](obj_h, cell_obj& obj) {
         for (const vtx_h v : rec(obj.tr).vtx)
-            if (rec(v).tbl_index == 0 && !vtx_table_add(v, table)) return false;
+            if (!is_entered(*table, v) && !vtx_table_add(v, table)) return false;
         return true;
     });
     return done ? stage_ok : stage_failed;
-}
-
-void vtx_table_clear_indices(mesh_ctx* ctx)
-{
-    for_each_obj_once(ctx, [](obj_h, cell_obj& obj) {
-        for (const vtx_h v : rec(obj.tr).vtx)
-            rec(v).tbl_index = 0;
-        return true;
-    });
 }
 
 void vtx_dev_all(vtx_table* table)

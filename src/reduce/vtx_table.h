@@ -77,16 +77,14 @@ inline vtx_fan fan_of(const vtx_table& table, const vtx_info& info)
 /// meets them.
 [[nodiscard]] stage_result vtx_table_fill(vtx_table* table, mesh_ctx* ctx);
 
-/// Forgets the table places that the vertices remember. For a table made anew.
-void vtx_table_clear_indices(mesh_ctx* ctx);
-
 /// Mode 4's measure: fills `dev` of every record with the normals as they stand.
 void vtx_dev_all(vtx_table* table);
 
 /// Fills `sorted`; false when memory ran out.
 [[nodiscard]] stage_result vtx_table_sort(vtx_table* table);
 
-/// Drops the vertices and all memory of the table.
+/// Drops the vertices and all memory of the table. The places that vertices remember mean nothing
+/// to the next table.
 void vtx_table_free(vtx_table* table);
 
 /// Drops the fans and `sorted`; the records stay. For mode 4, whose table lives on.

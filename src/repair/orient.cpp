@@ -4,6 +4,7 @@
 #include "mesh/measure.h"
 #include "mesh/vec.h"
 #include "repair/abort_test.h"
+#include "repair/edge_groups.h"
 #include "repair/edge_sort.h"
 #include "repair/ray.h"
 #include "repair/tr_queue.h"
@@ -48,7 +49,9 @@ bool mark_all_branch_edges(mesh_ctx* ctx)
     obj_list objs = {};
     std::uint32_t count = 0;
     ++ctx->visit_stamp;
-    const bool done = tree_collect(ctx->root, &objs, &count, ctx) && mark_branch_edges(objs);
+    bool done = tree_collect(ctx->root, &objs, &count, ctx);
+    if (done)
+        done = ctx->topo->vtx_distinct ? mark_branch_edges_distinct(objs) : mark_branch_edges(objs);
     list_free(&objs);
     return done;
 }
@@ -212,11 +215,16 @@ void reset_tr(tr_rec* tr)
 
 } // namespace
 
+static void clear_branch_edges(const obj_list& objs)
+{
+    for (const obj_h o : objs)
+        rec(rec(o).tr).branch_edges = 0;
+}
+
 bool mark_branch_edges(const obj_list& objs)
 {
     if (objs.count == 0) return true;
-    for (const obj_h o : objs)
-        rec(rec(o).tr).branch_edges = 0;
+    clear_branch_edges(objs);
     edge_sort table = {};
     if (!edge_sort_build(objs, &table)) return false;
     const bool sorted = edge_sort_run(&table);
@@ -244,6 +252,22 @@ stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
     topo->components = job.components;
     topo->tri_oriented = job.normals;
     return stage_ok;
+}
+
+bool mark_branch_edges_distinct(const obj_list& objs)
+{
+    clear_branch_edges(objs);
+    edge_groups groups;
+    if (!edge_groups_build(objs, &groups)) return false;
+    for_each_edge_group(groups, [](const edge_group& group) {
+        for (std::uint32_t i = 0; group.count >= k_branch_users && i < group.count; ++i) {
+            tr_rec& tr = rec(side_tr(group.first[i]));
+            tr.branch_edges =
+                static_cast<std::uint8_t>(tr.branch_edges | 1 << side_slot(group.first[i]));
+        }
+    });
+    edge_groups_free(&groups);
+    return true;
 }
 
 void reset_orientation(mesh_ctx* ctx)

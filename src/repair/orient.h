@@ -23,6 +23,9 @@ namespace velmora {
 /// @return false when memory ran out
 [[nodiscard]] bool mark_branch_edges(const obj_list& objs);
 
+/// The same for triangles whose vertices are distinct (vertices_are_distinct).
+[[nodiscard]] bool mark_branch_edges_distinct(const obj_list& objs);
+
 /// Makes all triangles unreached, so that the next orient_components starts afresh. Those that bear
 /// orient_seen get a fresh normal instead and count as reached.
 void reset_orientation(mesh_ctx* ctx);

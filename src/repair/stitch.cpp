@@ -2,6 +2,7 @@
 
 #include "mesh/measure.h"
 #include "repair/abort_test.h"
+#include "repair/edge_groups.h"
 
 namespace velmora {
 
@@ -209,6 +210,30 @@ void edge_link(edge_sort* table, std::uint32_t a, std::uint32_t b)
     share_ends(*table, a, b);
     take_out_edge(table, a);
     take_out_edge(table, b);
+}
+
+// Both ends of the edge are the same records already, so only the slots are set.
+static void link_sides(edge_side a, edge_side b)
+{
+    const tr_h ta = side_tr(a);
+    const tr_h tb = side_tr(b);
+    if (tr_same_vertices(rec(ta), rec(tb))) return;
+    if (slot_is_taken(rec(ta), side_slot(a), tb) || slot_is_taken(rec(tb), side_slot(b), ta))
+        return;
+    rec(ta).nbr[side_slot(a)] = tb;
+    rec(tb).nbr[side_slot(b)] = ta;
+}
+
+// An edge with more than two users is linked for none of them.
+bool stitch_distinct(const obj_list& objs)
+{
+    edge_groups groups;
+    if (!edge_groups_build(objs, &groups)) return false;
+    for_each_edge_group(groups, [](const edge_group& group) {
+        if (group.count == 2) link_sides(group.first[0], group.first[1]);
+    });
+    edge_groups_free(&groups);
+    return true;
 }
 
 bool stitch_edges(const obj_list& objs)

@@ -14,6 +14,10 @@ namespace velmora {
 /// @return false when memory ran out; no link has then been made
 [[nodiscard]] bool stitch_edges(const obj_list& objs);
 
+/// The same for triangles whose vertices are distinct (vertices_are_distinct): no sort is needed,
+/// and no corner changes its record.
+[[nodiscard]] bool stitch_distinct(const obj_list& objs);
+
 /// Takes all records of edges with more than two users out of a sorted table.
 void edge_drop_crowded(edge_sort* table);
 

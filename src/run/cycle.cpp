@@ -94,14 +94,6 @@ void free_vtx_table(bool keep_records, vtx_table* table)
     }
 }
 
-void reset_for_turn(std::int32_t cycle, mesh_ctx* ctx)
-{
-    ++ctx->visit_stamp;
-    if (cycle == 0) return;
-    reset_orientation(ctx);
-    if (!is_aspect_mode(ctx)) vtx_table_clear_indices(ctx);
-}
-
 struct turn_counts {
     std::uint32_t base;   // triangles at the start of the cycle
     std::int64_t removed; // by the turns so far; below 0 when a repair has added some
@@ -113,7 +105,7 @@ stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32
     topo_ctx* topo = ctx->topo;
     const bool aspect = is_aspect_mode(ctx);
     if (!aspect) mark_vertex_table_stale();
-    reset_for_turn(*cycle, ctx);
+    if (*cycle > 0) reset_orientation(ctx);
     if (!build_topology(*cycle, err, ctx)) return stage_failed;
     ++*cycle;
     if (!reduce_vertices(counts.base, err, ctx)) return stage_failed;
