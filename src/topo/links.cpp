@@ -105,28 +105,52 @@ static bool link_only_partner(obj_h obj, int i, obj_h partner, const aabb& root_
     return true;
 }
 
+// Edges with no more than two users, which nobody else can claim, so that their order is no matter.
+// Returns whether all open slots are settled.
+static bool link_pairs(const open_edges& index, const mesh_ctx& ctx)
+{
+    bool settled = !index.collapsed;
+    for_each_stamped(ctx.visit_stamp, [&](obj_h obj, const tr_rec& tr) {
+        for (int i = 0; i < 3; ++i) {
+            if (live_nbr(tr, i)) continue;
+            obj_h partner;
+            const partner_count partners = edge_partner(index, tr, i, &partner);
+            const bool linked =
+                partners == only_pair && link_only_partner(obj, i, partner, rec(ctx.root).box);
+            if (!linked && partners != no_partner) settled = false;
+        }
+    });
+    return settled;
+}
+
 static void fill_slot(const open_edges& index, obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
 {
     obj_h partner;
     const partner_count partners = edge_partner(index, rec(rec(obj).tr), i, &partner);
     if (partners == no_partner) return;
-    if (partners == one_partner && link_only_partner(obj, i, partner, rec(ctx->root).box)) return;
+    const bool sole = partners == one_partner || partners == only_pair;
+    if (sole && link_only_partner(obj, i, partner, rec(ctx->root).box)) return;
     find_nbr(obj, i, topo, ctx);
+}
+
+static void fill_slots(const open_edges& index, const obj_list& objs, topo_ctx* topo, mesh_ctx* ctx)
+{
+    for (const obj_h o : objs)
+        for (int i = 0; i < 3; ++i)
+            if (!live_nbr(rec(rec(o).tr), i)) fill_slot(index, o, i, topo, ctx);
 }
 
 stage_result link_nbrs(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
 {
+    if (!ctx->root) return stage_ok;
     obj_list objs = {};
     open_edges index = {};
     std::uint32_t count = 0;
     ++ctx->visit_stamp;
-    const bool done = !ctx->root || (tree_collect(ctx->root, &objs, &count, ctx) &&
-                                     open_edges_load(objs, &index));
+    const bool done =
+        tree_collect(ctx->root, &objs, &count, ctx) && open_edges_load(ctx->visit_stamp, &index);
     if (!done) *err = err_no_memory;
-    if (done)
-        for (const obj_h o : objs)
-            for (int i = 0; i < 3; ++i)
-                if (!live_nbr(rec(rec(o).tr), i)) fill_slot(index, o, i, topo, ctx);
+    if (done && !link_pairs(index, *ctx)) fill_slots(index, objs, topo, ctx);
     open_edges_free(&index);
     list_free(&objs);
     return done ? stage_ok : stage_failed;

@@ -22,12 +22,17 @@ edge_ends ends_of(const tr_rec& tr, int i)
     return from.i < to.i ? edge_ends{from, to} : edge_ends{to, from};
 }
 
+std::uint64_t hash_of(edge_ends ends)
+{
+    const std::uint64_t both = static_cast<std::uint64_t>(ends.a.i) << 32 | ends.b.i;
+    const std::uint64_t hash = both * 0x9E3779B97F4A7C15ull;
+    return hash ^ hash >> 32;
+}
+
 // The edge's slot, or the free one where it would stand; the table is never full.
 std::uint32_t* slot_of(const open_edges& index, edge_ends ends)
 {
-    std::uint64_t hash = (static_cast<std::uint64_t>(ends.a.i) << 32 | ends.b.i);
-    hash *= 0x9E3779B97F4A7C15ull;
-    auto slot = static_cast<std::uint32_t>(hash >> 32) & (index.slot_count - 1);
+    auto slot = static_cast<std::uint32_t>(hash_of(ends)) & (index.slot_count - 1);
     for (; index.slots[slot] != 0; slot = (slot + 1) & (index.slot_count - 1)) {
         const open_edge& e = index.edges[index.slots[slot] - 1];
         if (e.a == ends.a && e.b == ends.b) break;
@@ -80,47 +85,82 @@ bool add_user(open_edges* index, obj_h obj, int i)
     return true;
 }
 
-// Marks both ends of every open edge; returns whether there is one.
-bool mark_open_ends(const obj_list& objs, std::uint8_t* marks, bool* collapsed)
+// A bit for each hash of an open edge, several times as many as there are such edges: it keeps the
+// many closed ones out of the index, without a look at it.
+struct edge_filter {
+    std::uint64_t* words; // owned
+    std::uint32_t mask;   // of bit numbers
+};
+
+constexpr std::uint32_t k_bits_per_edge = 8;
+
+bool filter_new(edge_filter* filter, std::uint32_t edges)
 {
-    bool open = false;
-    for (const obj_h o : objs) {
-        const tr_rec& tr = rec(rec(o).tr);
+    std::uint64_t bits = 1024;
+    while (bits < static_cast<std::uint64_t>(edges) * k_bits_per_edge && bits < 0x80000000u)
+        bits *= 2;
+    filter->mask = static_cast<std::uint32_t>(bits - 1);
+    filter->words = static_cast<std::uint64_t*>(heap_alloc(bits / 8));
+    if (!filter->words) return false;
+    std::memset(filter->words, 0, bits / 8);
+    return true;
+}
+
+void filter_set(const edge_filter& filter, edge_ends ends)
+{
+    const auto bit = static_cast<std::uint32_t>(hash_of(ends)) & filter.mask;
+    filter.words[bit / 64] |= 1ull << bit % 64;
+}
+
+bool filter_has(const edge_filter& filter, edge_ends ends)
+{
+    const auto bit = static_cast<std::uint32_t>(hash_of(ends)) & filter.mask;
+    return filter.words[bit / 64] >> bit % 64 & 1;
+}
+
+std::uint32_t count_open(std::uint32_t stamp, bool* collapsed)
+{
+    std::uint32_t open = 0;
+    for_each_stamped(stamp, [&](obj_h, const tr_rec& tr) {
         if (tr_collapsed(tr)) *collapsed = true;
-        for (int i = 0; i < 3; ++i) {
-            if (live_nbr(tr, i)) continue;
-            marks[tr.vtx[i].i] = marks[tr.vtx[next3(i)].i] = 1;
-            open = true;
-        }
-    }
+        open += static_cast<std::uint32_t>(3 - tr_nbr_count(tr));
+    });
     return open;
 }
 
-// Every edge between two marked ends, open or not: an open one may be claimed from either side.
-bool add_marked(const obj_list& objs, const std::uint8_t* marks, open_edges* index)
+void filter_fill(const edge_filter& filter, std::uint32_t stamp)
 {
-    for (const obj_h o : objs) {
-        const tr_rec& tr = rec(rec(o).tr);
+    for_each_stamped(stamp, [&](obj_h, const tr_rec& tr) {
         for (int i = 0; i < 3; ++i)
-            if (marks[tr.vtx[i].i] && marks[tr.vtx[next3(i)].i] && !add_user(index, o, i))
-                return false;
-    }
-    return true;
+            if (!live_nbr(tr, i)) filter_set(filter, ends_of(tr, i));
+    });
+}
+
+// Closed sides of open edges belong to them, as they may be claimed in error.
+bool add_filtered(const edge_filter& filter, std::uint32_t stamp, open_edges* index)
+{
+    bool done = true;
+    for_each_stamped(stamp, [&](obj_h o, const tr_rec& tr) {
+        for (int i = 0; i < 3; ++i)
+            if (done && filter_has(filter, ends_of(tr, i))) done = add_user(index, o, i);
+    });
+    return done;
 }
 
 } // namespace
 
-bool open_edges_load(const obj_list& objs, open_edges* index)
+bool open_edges_load(std::uint32_t stamp, open_edges* index)
 {
     *index = {};
-    if (objs.count == 0) return true;
-    auto* marks = static_cast<std::uint8_t*>(heap_alloc(vtx_pool.used));
-    if (!marks) return false;
-    std::memset(marks, 0, vtx_pool.used);
-    bool done = true;
-    if (mark_open_ends(objs, marks, &index->collapsed) && !index->collapsed)
-        done = add_marked(objs, marks, index);
-    heap_free(marks);
+    const std::uint32_t open = count_open(stamp, &index->collapsed);
+    if (open == 0 || index->collapsed) return true;
+    edge_filter filter;
+    bool done = filter_new(&filter, open);
+    if (done) {
+        filter_fill(filter, stamp);
+        done = add_filtered(filter, stamp, index);
+    }
+    heap_free(filter.words);
     if (!done) open_edges_free(index);
     return done;
 }
@@ -134,16 +174,17 @@ void open_edges_free(open_edges* index)
 
 partner_count edge_partner(const open_edges& index, const tr_rec& tr, int i, obj_h* partner)
 {
-    if (index.collapsed || index.slot_count == 0) return maybe_more;
+    if (index.slot_count == 0) return maybe_more;
     const std::uint32_t place = *slot_of(index, ends_of(tr, i));
     if (place == 0) return maybe_more;
     const open_edge& edge = index.edges[place - 1];
     if (edge.more_kinds) return maybe_more;
-    const vtx_h third = tr.vtx[prev3(i)];
-    const edge_kind& other = edge.kinds[edge.kinds[0].third == third ? 1 : 0];
+    const int own = edge.kinds[0].third == tr.vtx[prev3(i)] ? 0 : 1;
+    const edge_kind& other = edge.kinds[1 - own];
     if (other.count == 0) return no_partner;
+    if (other.count > 1) return maybe_more;
     *partner = other.first;
-    return other.count == 1 ? one_partner : maybe_more;
+    return edge.kinds[own].count == 1 ? only_pair : one_partner;
 }
 
 } // namespace velmora

@@ -27,7 +27,7 @@ struct open_edge {
     bool more_kinds; ///< there are users beyond these two kinds
 };
 
-/// All edges that may be open, and some that are not. Good as long as no corner changes.
+/// All open edges, and a few others. Good as long as no corner changes.
 struct open_edges {
     open_edge* edges; ///< owned
     std::uint32_t count;
@@ -37,20 +37,33 @@ struct open_edges {
     bool collapsed;           ///< a triangle with two equal corners was met: nothing is known
 };
 
-/// Indexes the triangles of `objs`; false when memory ran out, and the index is then empty.
-[[nodiscard]] bool open_edges_load(const obj_list& objs, open_edges* index);
+/// Indexes the triangles of all objects that bear the visit stamp `stamp`. The index is empty when
+/// they have no open edge.
+/// @return false when memory ran out; the index is then empty
+[[nodiscard]] bool open_edges_load(std::uint32_t stamp, open_edges* index);
 
 /// Gives the memory back; the index is then empty.
 void open_edges_free(open_edges* index);
 
+/// How many users that are no duplicates of a triangle share its open edge.
 enum partner_count {
     no_partner,
-    one_partner,
+    only_pair,   ///< one, and the triangle itself has no duplicate
+    one_partner, ///< one, which duplicates of the triangle may claim, too
     maybe_more
 };
 
-/// How many users that are no duplicates of `tr` share its open edge `i`.
-/// @param[out] partner  the only one, when there is one
+/// Counts the partners of `tr` across its open edge `i`.
+/// @param[out] partner  set when there is just one
 partner_count edge_partner(const open_edges& index, const tr_rec& tr, int i, obj_h* partner);
+
+/// Each object that bears the stamp, in the order of their handles, which is that of memory.
+template <class obj_fn> void for_each_stamped(std::uint32_t stamp, const obj_fn& visit)
+{
+    for (std::uint32_t i = 1; i < obj_pool.used; ++i) {
+        const cell_obj& obj = rec(obj_h{i});
+        if (obj.stamp == stamp && obj.refs != 0) visit(obj_h{i}, rec(obj.tr));
+    }
+}
 
 } // namespace velmora
