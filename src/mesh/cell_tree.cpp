@@ -248,6 +248,7 @@ void tr_delete(tr_h t, mesh_ctx* ctx)
     const obj_h obj = rec(t).cell;
     if (!obj) return;
     cell_obj_ref(obj);
+    rec(t).cell = {};
     tree_remove(obj, ctx);
     cell_obj_release(obj);
 }

@@ -67,7 +67,8 @@ void tr_remove_obj(obj_h obj, mesh_ctx* ctx);
 /// whole tree instead of a descent for each. Takes a new visit stamp.
 void tr_remove_objs(const obj_list& objs, mesh_ctx* ctx);
 
-/// tr_remove_obj for a triangle; it dies unless somebody else holds it or its object.
+/// tr_remove_obj for a triangle; it dies unless somebody else holds it or its object, and then has
+/// no object any more.
 void tr_delete(tr_h tr, mesh_ctx* ctx);
 
 /// Pushes every object below `node` that does not bear the visit stamp, and stamps it, so the list

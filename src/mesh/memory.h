@@ -1,9 +1,9 @@
 // mesh/memory.h - where all memory comes from, and how its running out is reported and rehearsed.
 //
-// Three doors to one heap. heap_* is silent: the caller decides what a failure means. mm_* clears
-// what it hands out, asks the low-memory hooks before it gives up, and then says so in the log; the
-// growing tables and the streams use it. mesh_* serves the records of the mesh. Nothing here
-// throws. A size of 0 gives null from every door. Memory belongs to whoever asked for it.
+// Two doors to one heap. heap_* is silent: the caller decides what a failure means; the records of
+// the mesh come from there, through their pools. mm_* clears what it hands out, asks the low-memory
+// hooks before it gives up, and then says so in the log; the growing tables and the streams use it.
+// Nothing here throws. A size of 0 gives null from both. Memory belongs to whoever asked for it.
 #pragma once
 
 #include <cstddef>

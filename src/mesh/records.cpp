@@ -27,7 +27,8 @@ tr_cold* add_cold_chunk(std::uint32_t chunk)
     return made;
 }
 
-// What a dying triangle gives up, in this order. `t` keeps its slot when it was ever in the mesh.
+// What a dying triangle gives up, in this order. `t` keeps its slot when it was ever in the mesh,
+// where it got its identity.
 void tr_die(tr_h t)
 {
     tr_rec& tr = rec(t);
@@ -36,7 +37,7 @@ void tr_die(tr_h t)
         v = {};
     }
     tr_unlink_mate(t);
-    const bool was_in_mesh = static_cast<bool>(tr.cell);
+    const bool was_in_mesh = tr.cell || tr.id != 0;
     tr.cell = {};
     tr_unlink_nbrs(t);
     if (cold_chunks[t.i >> k_chunk_bits]) *cold_for_write(t) = k_plain_cold;
@@ -163,7 +164,10 @@ bool cell_obj_release(obj_h o)
 {
     cell_obj& obj = rec(o);
     if (obj.refs == 0 || --obj.refs != 0) return false;
-    if (obj.tr) tr_release(obj.tr);
+    if (!obj.tr) return true;
+    tr_rec& tr = rec(obj.tr);
+    if (tr.refs > 1 && tr.cell == o) tr.cell = {};
+    tr_release(obj.tr);
     return true;
 }
 

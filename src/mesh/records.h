@@ -81,7 +81,7 @@ struct tr_rec {
     float nrm[3];              ///< unit normal, zero when tr_no_nrm is set
     std::uint32_t refs;        ///< holders; 0 dead (or not yet held)
     std::uint32_t walk_mark;   ///< stamp of the last ray that met it
-    obj_h cell;                ///< its object, or none; not counted
+    obj_h cell;                ///< its object, none once that is dead or out; not counted
     std::uint32_t id;          ///< identity for model files, 0 none yet
     std::int16_t plane_class;  ///< 0, or the axis its normal lies on: 100, 101, 200 ... 301
     std::uint8_t branch_edges; ///< bit i: three or more triangles share edge i
@@ -221,8 +221,8 @@ inline obj_h cell_obj_ref(obj_h o)
     return o;
 }
 
-/// Drops a holder of `o`; the last one releases its triangle. Returns whether `o` died. An object
-/// that nobody holds is left alone.
+/// Drops a holder of `o`; the last one releases its triangle, which forgets `o` if it lives on.
+/// Returns whether `o` died. An object that nobody holds is left alone.
 bool cell_obj_release(obj_h o);
 
 /// Gives the triangle of `o` its identity, above all given so far and never below the number of

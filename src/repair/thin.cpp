@@ -150,7 +150,7 @@ visit_result visit_obj(tr_h t, thin_sweep* job)
     ++job->counts->found;
     const int edge = widest < 0 ? 0 : next3(widest);
     const tr_h nb = live_nbr(tr, edge);
-    if (!nb) return visit_unchanged;
+    if (!nb || !rec(nb).cell) return visit_unchanged; // nothing there, or it has left the mesh
     tr_pair pair = {};
     std::uint32_t cured = 0;
     const flip f = {t, nb, edge, tr_nbr_index(t, rec(nb))};
