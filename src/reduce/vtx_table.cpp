@@ -37,16 +37,9 @@ bool vtx_table_add(vtx_h v, vtx_table* table)
 {
     if (table->count == table->capacity && !grow(table)) return false;
     table->types[table->count] = vtx_unset;
-    table->infos[table->count] = {vtx_ref(v), 0, 0, {}, {}, 0.0, 0.0};
+    table->infos[table->count] = {vtx_ref(v), v, 0, 0, {}, {}, 0.0, 0.0};
     rec(v).tbl_index = ++table->count;
     return true;
-}
-
-// The place may be one of an earlier table, so the record there has to answer.
-bool is_entered(const vtx_table& table, vtx_h v)
-{
-    const std::uint32_t place = rec(v).tbl_index - 1;
-    return place < table.count && table.infos[place].vtx == v;
 }
 
 // Height of the far end of edge `e` over the plane through the near end with normal `nrm`, through
@@ -114,7 +107,7 @@ stage_result vtx_table_fill(vtx_table* table, mesh_ctx* ctx)
 {
     const bool done = for_each_obj_once(ctx, [&](obj_h, cell_obj& obj) {
         for (const vtx_h v : rec(obj.tr).vtx)
-            if (!is_entered(*table, v) && !vtx_table_add(v, table)) return false;
+            if (rec(v).tbl_index == 0 && !vtx_table_add(v, table)) return false;
         return true;
     });
     return done ? stage_ok : stage_failed;
@@ -146,10 +139,14 @@ stage_result vtx_table_sort(vtx_table* table)
     return stage_ok;
 }
 
+// A vertex that went from its fan may live on elsewhere and must forget its place, too; where it
+// has died, nobody has been given its slot yet, and the write does no harm.
 void vtx_table_free(vtx_table* table)
 {
-    for (std::uint32_t i = 0; i < table->count; ++i)
+    for (std::uint32_t i = 0; i < table->count; ++i) {
+        rec(table->infos[i].entered).tbl_index = 0;
         vtx_release(table->infos[i].vtx);
+    }
     heap_free(table->infos);
     heap_free(table->types);
     drop_fans(table);

@@ -28,6 +28,7 @@ enum vtx_type : std::uint8_t {
 /// What is known of one vertex.
 struct vtx_info {
     vtx_h vtx;            ///< counted; after a removal the vertex that took its place
+    vtx_h entered;        ///< the vertex at first; not counted: removed, it lives or is dead
     std::uint32_t fan_at; ///< first triangle of the fan in vtx_table::fans
     std::uint32_t fan_count;
     float nrm[3];       ///< unit normal or zero
@@ -83,8 +84,7 @@ void vtx_dev_all(vtx_table* table);
 /// Fills `sorted`; false when memory ran out.
 [[nodiscard]] stage_result vtx_table_sort(vtx_table* table);
 
-/// Drops the vertices and all memory of the table. The places that vertices remember mean nothing
-/// to the next table.
+/// Drops the vertices, which forget their places, and all memory of the table.
 void vtx_table_free(vtx_table* table);
 
 /// Drops the fans and `sorted`; the records stay. For mode 4, whose table lives on.

@@ -86,14 +86,14 @@ TEST(boundary_normal, adds_to_what_the_vertex_had)
     reduce_mesh m("a 0 0 0  b 4 0 0  c 0 4 0  d 4 4 0", "abc bdc");
     m.enter();
     vec_set(m.info('b').nrm, 1.0f, 0.0f, 0.0f);
-    m.type('c') = vtx_unset;
-    add_polygon(&m, "abcd"); // open: its end stays as it is
-    add_polygon(&m, "d");
+    m.type('d') = vtx_unset;
+    add_polygon(&m, "abdc"); // open: its end stays as it is
+    add_polygon(&m, "c");
     plg_vtx_nrm_all(m.topo);
     expect_nrm(m.info('a').nrm, 0, 0, 1);
     expect_nrm(m.info('b').nrm, 0.4472136f, 0, 0.8944272f, 1e-6f);
-    EXPECT_EQ(m.type('c'), vtx_no_normal);
-    expect_nrm(m.info('d').nrm, 0, 0, 0);
+    EXPECT_EQ(m.type('d'), vtx_no_normal);
+    expect_nrm(m.info('c').nrm, 0, 0, 0);
 }
 
 TEST(boundary_normal, is_lent_by_nobody_who_failed)

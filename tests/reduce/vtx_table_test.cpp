@@ -1,3 +1,4 @@
+#include "mesh/cell_tree.h"
 #include "mesh/vec.h"
 #include "reduce/fan.h"
 #include "reduce_fixture.h"
@@ -35,6 +36,22 @@ TEST(vtx_table, grows_from_too_small_a_guess_and_enters_nobody_twice)
     EXPECT_EQ(m.table.count, 49u);
     EXPECT_EQ(m.table.capacity, 50u);
     EXPECT_TRUE(m.holders_are_exact());
+}
+
+// o goes from the fan that was found for it and lives on in oxy; xzy leaves the tree.
+TEST(vtx_table, is_forgotten_by_all_vertices_when_it_goes)
+{
+    reduce_mesh m("o 0 0 0  a 1 0 0  b 0 1 0  x -1 0 0  y 0 -1 0  z -1 -1 0", "oab oxy xzy");
+    m.enter();
+    vtx_commit(m.site('o'), m.vtx('a'));
+    ASSERT_TRUE(list_push(&m.topo.edge_err_list, m.obj("xzy")));
+    tr_delete(m.tr("xzy"), &m.ctx);
+    vtx_table_free(&m.table);
+    for (const tr_h t : m.trs)
+        for (const vtx_h v : rec(t).vtx)
+            EXPECT_EQ(rec(v).tbl_index, 0u);
+    ASSERT_EQ(make_table(&m), stage_ok);
+    EXPECT_EQ(m.table.count, 5u);
 }
 
 TEST(vtx_table, fails_cleanly_wherever_memory_runs_out)
