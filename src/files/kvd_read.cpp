@@ -211,7 +211,9 @@ void discard_trs(const section<tr_rec>& trs)
     for (std::uint32_t i = 0; i < trs.count; ++i) {
         tr_rec& tr = rec(trs.items[i]);
         std::fill(tr.nbr, tr.nbr + 3, tr_h{});
-        if (tr.refs == 0) tr_release(tr_ref(trs.items[i]));
+        if (tr.refs != 0) continue;
+        tr.id = 0; // never in the mesh: the slot may be given out again
+        tr_release(tr_ref(trs.items[i]));
     }
 }
 
