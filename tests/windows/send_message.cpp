@@ -2,6 +2,7 @@
 //
 //     send_message TITLE command ID    the click of a button
 //     send_message TITLE close
+//     send_message TITLE hide
 //     send_message TITLE text          writes the text of a message box to the standard output
 //
 // Ends with 1 when there is no such window, with 2 when nobody answers.
@@ -19,7 +20,7 @@ static HWND find_window(const char* title)
 {
     for (int i = 0; i < k_tries; ++i) {
         const HWND window = FindWindowA(nullptr, title);
-        if (window && IsWindowVisible(window)) return window;
+        if (window) return window;
         Sleep(k_between_tries_ms);
     }
     return nullptr;
@@ -52,6 +53,8 @@ int main(int argc, char** argv)
         answered = send(window, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED));
     } else if (std::strcmp(argv[2], "close") == 0) {
         answered = send(window, WM_CLOSE, 0);
+    } else if (std::strcmp(argv[2], "hide") == 0) {
+        ShowWindow(window, SW_HIDE);
     } else if (std::strcmp(argv[2], "text") == 0) {
         write_text(window);
     }
