@@ -63,7 +63,7 @@ TEST(line, needs_edges_between_sound_triangles_that_bend_by_the_limit)
         const std::string name = flaw;
         if (name == "limit") m.params.angle_tol = -0.01;
         if (name == "link") m.at("opk").nbr[0] = m.at("olp").nbr[2] = {};
-        if (name == "degenerate") m.at("opk").flags |= tr_no_nrm;
+        if (name == "degenerate") m.at("olp").flags |= tr_no_nrm;
         EXPECT_EQ(remove_line(m.site('o')), name.empty()) << name;
     }
 }

