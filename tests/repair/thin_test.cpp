@@ -106,6 +106,20 @@ TEST(thin_repair, counts_a_thin_triangle_at_an_open_edge_and_lets_it_be)
     EXPECT_EQ(k.counts.fixed, 0u);
 }
 
+// Somebody holds the partner, which was deleted and then linked again.
+TEST(thin_repair, passes_over_a_partner_that_has_left_the_mesh)
+{
+    kite k(0.25f, 3.0f);
+    const tr_h gone = tr_ref(k.m.trs[1]);
+    tr_delete(gone, &k.m.ctx);
+    link_all(&k.m);
+    EXPECT_EQ(k.repair(), stage_ok);
+    EXPECT_EQ(k.counts.found, 1u);
+    EXPECT_EQ(k.counts.fixed, 0u);
+    EXPECT_EQ(k.m.ctx.tr_count, 1u);
+    tr_release(gone);
+}
+
 TEST(thin_repair, takes_one_gain_of_two_when_both_are_thin)
 {
     // Both tips lie near p, so the triangle on its side of the new diagonal stays thin.
