@@ -9,6 +9,8 @@
 #include <FL/x.H>
 #include <X11/Xlib.h>
 #include <chrono>
+#include <utility>
+#include <vector>
 
 namespace velmora {
 
@@ -110,13 +112,16 @@ class fltk_window : public dialog_window {
     void add(int id, Fl_Widget* widget);
     Fl_Widget* widget_of(int id) const;
     void focus_first_button();
+    void tell(int id);
     static void on_button(Fl_Widget*, void* data);
     static void on_close(Fl_Widget*, void* data);
 
     static constexpr int k_most_controls = 8;
 
     click_target* target_ = nullptr;
-    top_window* window_ = nullptr; ///< with all its widgets left to the end of the process
+    bool showing_ = false;
+    std::vector<int> early_clicks_; ///< that came while the window was being shown
+    top_window* window_ = nullptr;  ///< with all its widgets left to the end of the process
     control controls_[k_most_controls] = {};
     int control_count_ = 0;
 };
@@ -169,15 +174,21 @@ window_result fltk_window::open(click_target* target)
     return window_result::open;
 }
 
+void fltk_window::tell(int id)
+{
+    if (showing_) early_clicks_.push_back(id);
+    if (!showing_) target_->clicked(id);
+}
+
 void fltk_window::on_button(Fl_Widget*, void* data)
 {
     const control* c = static_cast<const control*>(data);
-    c->window->target_->clicked(c->id);
+    c->window->tell(c->id);
 }
 
 void fltk_window::on_close(Fl_Widget*, void* data)
 {
-    static_cast<fltk_window*>(data)->target_->clicked(DLG_STOP);
+    static_cast<fltk_window*>(data)->tell(DLG_STOP);
 }
 
 Fl_Widget* fltk_window::widget_of(int id) const
@@ -229,6 +240,7 @@ void fltk_window::set_bar(int percent)
 void fltk_window::show()
 {
     if (display_lost) return;
+    showing_ = true;
     window_->drawn = false;
     window_->show();
     using clock = std::chrono::steady_clock;
@@ -236,6 +248,7 @@ void fltk_window::show()
     while (!display_lost && !window_->drawn && clock::now() < end)
         Fl::wait(0.02);
     if (!display_lost) Fl::check();
+    showing_ = false;
 }
 
 void fltk_window::hide()
@@ -247,6 +260,9 @@ void fltk_window::hide()
 
 void fltk_window::handle_pending()
 {
+    const std::vector<int> early = std::exchange(early_clicks_, {});
+    for (const int id : early)
+        target_->clicked(id);
     if (!display_lost) Fl::check();
 }
 
