@@ -31,13 +31,16 @@ int CVelmoraApp::InitInstance()
     return exit_code;
 }
 
-// The words live on: what the run remembers of them may outlast it.
 int CVelmoraApp::run_with_arguments()
 {
-    if (!argv_) split_command_line(command_line_, &argc_, &argv_);
     static char name[] = "velmora";
-    if (argc_ > 0) argv_[0] = name;
-    return run_(argc_, argv_);
+    char** words = nullptr;
+    if (!argv_) split_command_line(command_line_, &argc_, &words);
+    char** const argv = argv_ ? argv_ : words;
+    if (argc_ > 0) argv[0] = name;
+    const int result = run_(argc_, argv);
+    free_command_line(words);
+    return result;
 }
 
 int CVelmoraApp::ExitInstance() const
