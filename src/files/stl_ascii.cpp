@@ -144,6 +144,7 @@ static int scan_word(stl_stream* s, int c)
 {
     word_text word;
     word.length = 0;
+    word.text[0] = '\0';
     for (; has_class(c, in_word); c = next_char(s))
         add_to_word(&word, c);
     if (c == ' ' && word_is(word, "end")) {
@@ -227,6 +228,7 @@ static bool take_word(stl_stream* s, const unsigned char* at, const unsigned cha
 {
     word_text word;
     word.length = 0;
+    word.text[0] = '\0';
     while (at < end && has_class(*at, in_word))
         add_to_word(&word, *at++);
     if (at == end || *at == k_sub || word_is(word, "end")) return false;

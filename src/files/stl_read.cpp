@@ -93,7 +93,7 @@ static bool read_record(stl_stream* s, stl_tri* tri, std::uint32_t* attr)
 
 static std::uint32_t first_nan(const unsigned char* floats, std::uint32_t from, std::uint32_t to)
 {
-    while (from < to && !stl_is_nan_bits(stl_decode_u32(floats + 4 * from)))
+    while (from < to && !stl_is_nan_bits(stl_decode_u32(floats + std::size_t{4} * from)))
         ++from;
     return from;
 }
@@ -216,7 +216,7 @@ static bool is_too_large(const axis_range* axes, const float* limits)
 
 static void grow_bbox(float* bbox, const axis_range* axes)
 {
-    for (int i = 0; i < 3; ++i) {
+    for (std::size_t i = 0; i < 3; ++i) {
         if (axes[i].min < bbox[2 * i]) bbox[2 * i] = axes[i].min;
         if (axes[i].max > bbox[2 * i + 1]) bbox[2 * i + 1] = axes[i].max;
     }

@@ -35,7 +35,7 @@ static int set_id(stl_stream* s, const char* text)
             s->error = stl_err_no_memory;
             return 0;
         }
-        std::memcpy(copy, text, length);
+        std::memcpy(copy, text, length + 1);
     }
     heap_free(s->id);
     s->id = copy;
@@ -130,7 +130,7 @@ static int get_id(const stl_stream* s, char* out)
 
 template <class value_t> static int get_value(void* out, value_t value)
 {
-    std::memcpy(out, &value, sizeof value);
+    std::memcpy(out, &value, sizeof value); // NOLINT(bugprone-sizeof-expression): pointers too
     return 1;
 }
 

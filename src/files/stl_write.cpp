@@ -26,7 +26,7 @@ static bool put_id_line(stl_stream* s, const char* keyword)
 static char* add_text(char* out, const char* text)
 {
     const std::size_t length = std::strlen(text);
-    std::memcpy(out, text, length);
+    std::memcpy(out, text, length); // NOLINT(bugprone-not-null-terminated-result): more follows
     return out + length;
 }
 

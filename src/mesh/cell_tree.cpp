@@ -27,7 +27,8 @@ node_h node_new(const aabb& box)
 void size_tree(std::uint32_t estimate, mesh_ctx* ctx)
 {
     ctx->max_list = estimate < 2000000 ? 32 : estimate < 4000000 ? 64 : 128;
-    const double leaves = static_cast<double>(estimate / ctx->max_list);
+    const std::uint32_t full_leaves = estimate / ctx->max_list;
+    const double leaves = static_cast<double>(full_leaves);
     const double levels = leaves > 2.0 ? std::log10(leaves) / std::log10(2.0) : 2.0;
     const double wanted = std::floor(levels) + 1.0;
     ctx->max_level =

@@ -23,7 +23,7 @@ struct obj_list_iter {
 
     obj_h operator*() const
     {
-        return at[-1];
+        return at[-1]; // NOLINT(clang-analyzer-core.NonNullParamChecker): no run, no entries
     }
     obj_list_iter& operator++()
     {

@@ -27,6 +27,7 @@ template <class rec_t> struct handle {
 constexpr unsigned k_chunk_bits = 16;
 constexpr std::uint32_t k_chunk_size = 1u << k_chunk_bits;
 constexpr std::uint32_t k_max_chunks = 1u << (32 - k_chunk_bits);
+constexpr std::size_t k_line = 64; ///< bytes of a cache line
 
 /// All records of one kind. Records are plain data, given out with unspecified content.
 template <class rec_t> struct pool {
@@ -45,13 +46,13 @@ template <class rec_t> rec_t& pool_at(const pool<rec_t>& p, handle<rec_t> h)
 
 template <class rec_t> bool pool_add_chunk(pool<rec_t>* p)
 {
-    constexpr std::size_t line = 64;
     if (p->chunk_count == k_max_chunks) return false;
-    void* block = heap_alloc(sizeof(rec_t) * k_chunk_size + line);
+    auto* block = static_cast<unsigned char*>(heap_alloc(sizeof(rec_t) * k_chunk_size + k_line));
     if (!block) return false;
-    const auto start = (reinterpret_cast<std::uintptr_t>(block) + line - 1) / line * line;
+    const std::size_t past_line = reinterpret_cast<std::uintptr_t>(block) % k_line;
+    const std::size_t skipped = past_line ? k_line - past_line : 0;
     p->blocks[p->chunk_count] = block;
-    p->chunks[p->chunk_count++] = reinterpret_cast<rec_t*>(start);
+    p->chunks[p->chunk_count++] = reinterpret_cast<rec_t*>(block + skipped);
     return true;
 }
 

@@ -26,11 +26,11 @@ struct ranked_vtx {
 
 std::uint32_t float_key(float f)
 {
-    constexpr std::uint32_t sign = 0x80000000u;
+    constexpr std::uint32_t k_sign = 0x80000000u;
     std::uint32_t bits;
     std::memcpy(&bits, &f, sizeof bits);
-    if (bits == sign) bits = 0;
-    return bits & sign ? ~bits : bits | sign;
+    if (bits == k_sign) bits = 0;
+    return bits & k_sign ? ~bits : bits | k_sign;
 }
 
 bool same_position(const ranked_vtx& a, const ranked_vtx& b)
@@ -43,23 +43,24 @@ bool goes_before_by_yz(const ranked_vtx& a, const ranked_vtx& b)
     return a.key[1] != b.key[1] ? a.key[1] < b.key[1] : a.key[2] < b.key[2];
 }
 
+constexpr std::uint32_t k_radix_bits = 11;
+constexpr std::uint32_t k_radix_buckets = 1u << k_radix_bits;
+
 // Stable radix sort by x, three rounds of 11 bits; the result is in `tmp`.
 void sort_by_x(ranked_vtx* items, ranked_vtx* tmp, std::uint32_t n, std::uint32_t* buckets)
 {
-    constexpr std::uint32_t bits = 11;
-    constexpr std::uint32_t size = 1u << bits;
-    for (std::uint32_t shift = 0; shift < 3 * bits; shift += bits) {
-        std::memset(buckets, 0, sizeof *buckets * size);
+    for (std::uint32_t shift = 0; shift < 3 * k_radix_bits; shift += k_radix_bits) {
+        std::memset(buckets, 0, sizeof *buckets * k_radix_buckets);
         for (std::uint32_t i = 0; i < n; ++i)
-            ++buckets[(items[i].key[0] >> shift) & (size - 1)];
+            ++buckets[(items[i].key[0] >> shift) & (k_radix_buckets - 1)];
         std::uint32_t place = 0;
-        for (std::uint32_t b = 0; b < size; ++b) {
+        for (std::uint32_t b = 0; b < k_radix_buckets; ++b) {
             const std::uint32_t in_bucket = buckets[b];
             buckets[b] = place;
             place += in_bucket;
         }
         for (std::uint32_t i = 0; i < n; ++i)
-            tmp[buckets[(items[i].key[0] >> shift) & (size - 1)]++] = items[i];
+            tmp[buckets[(items[i].key[0] >> shift) & (k_radix_buckets - 1)]++] = items[i];
         ranked_vtx* const swap = items;
         items = tmp;
         tmp = swap;
@@ -75,8 +76,6 @@ struct rank_work {
     std::uint32_t vtx_count;  // entries of items
     std::uint32_t rank_count; // different positions
 };
-
-constexpr std::uint32_t k_radix_buckets = 1u << 11;
 
 void rank_work_free(rank_work* w)
 {

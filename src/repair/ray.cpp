@@ -254,17 +254,17 @@ void ray_to_box_exit(const aabb& box, const float* dir, float* pt)
 ray_answer cast_seed_ray(node_h root, node_h leaf, obj_h seed, const float* center,
                          const float* dir)
 {
-    constexpr ray_answer useless = {false, false};
+    constexpr ray_answer k_useless = {false, false};
     seed_ray ray = {seed, {}, {}, {}, static_cast<double>(merge_tol), 0, true};
     vec_copy(center, ray.at);
     vec_copy(dir, ray.dir);
     ++ray_counter;
     const aabb& model = rec(root).box;
     node_h at = pt_in_box(rec(leaf).box, center) ? leaf : cell_find_leaf(root, center);
-    if (!at || !set_out(model, &ray)) return useless;
+    if (!at || !set_out(model, &ray)) return k_useless;
     while (at && pt_in_box(model, ray.at)) {
         ray_leaf_test(rec(at), &ray);
-        if (!leave_leaf(rec(at).box, &ray)) return useless;
+        if (!leave_leaf(rec(at).box, &ray)) return k_useless;
         at = cell_find_leaf(root, ray.at);
     }
     return {ray.clean, ray.hits % 2 == 1};

@@ -47,16 +47,16 @@ constexpr real_option k_real_options[] = {
 
 struct int_option {
     char letter;
+    bool whole; ///< digits only; otherwise any number, cut to its whole part
     std::uint64_t bit;
     std::int32_t run_options::*value;
-    bool whole; ///< digits only; otherwise any number, cut to its whole part
 };
 
 constexpr int_option k_int_options[] = {
-    {'l', given_max_level, &run_options::max_level, false},
-    {'n', given_node_list_len, &run_options::node_list_len, false},
-    {'q', given_mode, &run_options::mode_opt, true},
-    {'V', given_verbosity, &run_options::verbosity, true},
+    {'l', false, given_max_level, &run_options::max_level},
+    {'n', false, given_node_list_len, &run_options::node_list_len},
+    {'q', true, given_mode, &run_options::mode_opt},
+    {'V', true, given_verbosity, &run_options::verbosity},
 };
 
 struct name_option {
@@ -175,7 +175,7 @@ int next_option(int argc, char** argv, const char* option_string)
 {
     if (*word_cursor == '\0' && !enter_word(argc, argv)) return -1;
 
-    opt_letter = *word_cursor++;
+    opt_letter = static_cast<unsigned char>(*word_cursor++);
     const char* known = opt_letter == ':' ? nullptr : std::strchr(option_string, opt_letter);
     if (known && known[1] == ':') return take_argument(argc, argv);
 

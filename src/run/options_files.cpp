@@ -32,7 +32,7 @@ constexpr form_bits k_output_form = {output_is_ascii, output_is_binary, output_i
 constexpr form_bits k_removed_form = {removed_is_ascii, removed_is_binary, 0};
 
 // A read buffer for large files; one input is open at a time.
-constexpr std::size_t k_read_buffer_size = 256 * 1024;
+constexpr std::size_t k_read_buffer_size = 1 << 18;
 char read_buffer[k_read_buffer_size];
 
 } // namespace

@@ -48,7 +48,7 @@ bool reserve_slot(edge_tbl* tbl)
 
 bool reserve_entry(edge_tbl* tbl)
 {
-    if (tbl->count < tbl->capacity) return true;
+    if (tbl->entries && tbl->count < tbl->capacity) return true;
     const std::uint32_t more = tbl->capacity ? tbl->capacity * 2 : k_first_edges;
     void* grown = tbl->capacity ? mm_realloc(tbl->entries, sizeof(edge_rec) * tbl->capacity,
                                              sizeof(edge_rec) * more)
@@ -92,10 +92,10 @@ void unlink_edge(const edge_rec& edge, tr_h t)
 
 void edge_rec_free(edge_rec* edge)
 {
-    constexpr std::uint64_t marks = tr_edge_err | tr_edge_err2;
+    constexpr std::uint64_t k_marks = tr_edge_err | tr_edge_err2;
     for (std::uint32_t i = 0; i < edge->count; ++i) {
         const obj_h o = edge->users[i].obj;
-        rec(rec(o).tr).flags &= ~marks;
+        rec(rec(o).tr).flags &= ~k_marks;
         unlink_edge(*edge, rec(o).tr);
         cell_obj_release(o);
     }

@@ -152,9 +152,9 @@ stage_result drop_collapsed(std::int32_t* err, mesh_ctx* ctx)
 stage_result mark_duplicates(mesh_ctx* ctx)
 {
     if (!ctx->root) return stage_ok;
-    constexpr std::uint64_t marks = tr_dup | tr_prob_17;
+    constexpr std::uint64_t k_marks = tr_dup | tr_prob_17;
     for_each_obj_once(ctx, [&](obj_h, const cell_obj& obj) {
-        rec(obj.tr).flags &= ~marks;
+        rec(obj.tr).flags &= ~k_marks;
         return true;
     });
     ++ctx->visit_stamp;
