@@ -2,6 +2,8 @@
 #include "mesh/memory.h"
 #include "run/driver.h"
 #include "shell/app.h"
+#include "shell/command_line.h"
+#include "shell/help.h"
 #include "shell/window_win32.h"
 
 #define WIN32_LEAN_AND_MEAN
@@ -13,12 +15,18 @@
 
 namespace velmora {
 
-// Models go through the standard streams too, and the log is the same on every system. A program
-// with windows has no console of its own: one that was started from a prompt borrows the prompt's.
+// A program with windows has no console of its own: one that was started from a prompt borrows the
+// prompt's for a stream that leads nowhere.
+static bool borrow_console(std::FILE* stream)
+{
+    if (_get_osfhandle(_fileno(stream)) >= 0) return true;
+    return AttachConsole(ATTACH_PARENT_PROCESS) && std::freopen("CONOUT$", "w", stream);
+}
+
+// Models go through the standard streams too, and the log is the same on every system.
 static void set_up_streams()
 {
-    const bool has_log = _get_osfhandle(_fileno(stderr)) >= 0;
-    if (!has_log && AttachConsole(ATTACH_PARENT_PROCESS)) std::freopen("CONOUT$", "w", stderr);
+    borrow_console(stderr);
     for (std::FILE* stream : {stdin, stdout, stderr}) {
         if (_fileno(stream) >= 0) _setmode(_fileno(stream), _O_BINARY);
     }
@@ -44,14 +52,30 @@ static const char* utf8_of(const wchar_t* text)
     return utf8;
 }
 
+// Started by a click, without a prompt, the text comes in a box.
+static int show_asked_text(const char* text)
+{
+    if (borrow_console(stdout)) return print_asked_text(text);
+    win32_window().message_box(text);
+    return 0;
+}
+
 } // namespace velmora
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
 {
     using namespace velmora;
+    const char* line = utf8_of(skip_program(GetCommandLineW()));
+    int argc = 0;
+    char** argv = nullptr;
+    split_command_line(line, &argc, &argv);
+    const char* text = asked_text(argc, argv);
+    free_command_line(argv);
+    if (text) return show_asked_text(text);
+
     set_up_streams();
     win32_window window;
-    CVelmoraApp app(&window, utf8_of(skip_program(GetCommandLineW())), velmora_main);
+    CVelmoraApp app(&window, line, velmora_main);
     app.InitInstance();
     return app.ExitInstance();
 }

@@ -80,6 +80,27 @@ TEST_F(options_run, unknown_letters_and_words_behind_a_plain_one_do_no_harm)
     EXPECT_FALSE(dir.has("other.stl"));
 }
 
+TEST_F(options_run, a_lone_request_for_help_is_answered_on_the_standard_output)
+{
+    const program_result help = dir.run("--help");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.log, "");
+    EXPECT_NE(help.out.find("\n  velmora -f MODEL -o RESULT -q MODE"), std::string::npos);
+    const program_result version = dir.run("--version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.log + version.out, "VELMORA version 5.0\n");
+    EXPECT_EQ(dir.run("--version >/dev/full").status, 255);
+
+    // With anything beside it the words are options, taken letter by letter.
+    for (const char* options : {"--help -V", "-- --help", "--help --help", "-V3 --version"}) {
+        const program_result r = dir.run(options);
+        EXPECT_EQ(r.status, 255) << options;
+        EXPECT_EQ(r.out, "") << options;
+    }
+    EXPECT_EQ(dir.run("--help -V").log, "velmora: illegal option -- -\n"
+                                        "velmora: error in argument \"elp\" in option -h.\n");
+}
+
 TEST_F(options_run, verbosity_gates_each_kind_of_line)
 {
     struct {

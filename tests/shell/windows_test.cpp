@@ -156,4 +156,14 @@ TEST_F(windows_fixture, leaves_the_bytes_of_its_streams_alone)
     }
 }
 
+TEST_F(windows_fixture, answers_a_lone_question_without_a_window)
+{
+    options.clear();
+    EXPECT_EQ(run_typed("--version >out"), 0);
+    EXPECT_EQ(folder.read("out"), "VELMORA version 5.0\r\n");
+    EXPECT_EQ(run_typed("--help >out"), 0);
+    EXPECT_EQ(folder.read("out").find("velmora takes a triangle model"), 0u);
+    EXPECT_EQ(log(), "");
+}
+
 } // namespace velmora
