@@ -41,6 +41,10 @@ if(VELMORA_CHECKED)
   target_compile_definitions(velmora_flags INTERFACE VELMORA_CHECKED=1)
 endif()
 
+if(VELMORA_FUZZ)
+  target_compile_definitions(velmora_flags INTERFACE VELMORA_CHUNK_BITS=8)
+endif()
+
 if(VELMORA_SANITIZE)
   set(sanitize -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_options(velmora_flags INTERFACE ${sanitize})

@@ -24,7 +24,12 @@ template <class rec_t> struct handle {
     friend bool operator==(handle a, handle b) = default;
 };
 
+// Fuzzing takes small chunks: quickly made, and even a small model crosses from one to the next.
+#ifdef VELMORA_CHUNK_BITS
+constexpr unsigned k_chunk_bits = VELMORA_CHUNK_BITS;
+#else
 constexpr unsigned k_chunk_bits = 16;
+#endif
 constexpr std::uint32_t k_chunk_size = 1u << k_chunk_bits;
 constexpr std::uint32_t k_max_chunks = 1u << (32 - k_chunk_bits);
 constexpr std::size_t k_line = 64; ///< bytes of a cache line

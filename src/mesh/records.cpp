@@ -182,13 +182,13 @@ bool tr_assign_id(obj_h o, bool force, mesh_ctx* ctx)
 
 void mesh_records_free()
 {
+    for (std::uint32_t c = 0; c < tr_pool.chunk_count; ++c) {
+        heap_free(cold_chunks[c]);
+        cold_chunks[c] = nullptr;
+    }
     pool_empty(&tr_pool);
     pool_empty(&vtx_pool);
     pool_empty(&obj_pool);
-    for (tr_cold*& chunk : cold_chunks) {
-        heap_free(chunk);
-        chunk = nullptr;
-    }
     links_may_dangle = false;
 }
 
