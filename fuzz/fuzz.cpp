@@ -1,6 +1,10 @@
 #include "fuzz.h"
 
 #include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -64,6 +68,61 @@ std::string kept_log::text() const
 bool kept_log::holds(const char* text) const
 {
     return this->text().find(text) != std::string::npos;
+}
+
+own_streams::own_streams(const std::uint8_t* data, std::size_t size)
+    : input_(data, size), output_(nullptr, 0), outer_in_(stdin), outer_out_(stdout)
+{
+    stdin = input_.open("rb");
+    stdout = output_.open("wb");
+    in_number_ = fileno(stdin);
+    out_number_ = fileno(stdout);
+}
+
+static void close_unless_closed(std::FILE* file, int number)
+{
+    if (fcntl(number, F_GETFD) != -1) std::fclose(file);
+}
+
+own_streams::~own_streams()
+{
+    close_unless_closed(stdin, in_number_);
+    close_unless_closed(stdout, out_number_);
+    stdin = outer_in_;
+    stdout = outer_out_;
+}
+
+static std::string own_folder;
+
+void enter_own_folder()
+{
+    if (!own_folder.empty()) return;
+    own_folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm/velmora-XXXXXX" : "/tmp/velmora-XXXXXX";
+    demand(mkdtemp(own_folder.data()) != nullptr, "a folder");
+    demand(chdir(own_folder.c_str()) == 0, "a way into the folder");
+    std::atexit([] {
+        std::error_code ignored;
+        std::filesystem::remove_all(own_folder, ignored);
+    });
+}
+
+// Not a step without being where this is meant to happen.
+void empty_own_folder()
+{
+    demand(std::filesystem::current_path() == own_folder, "the own folder");
+    for (const auto& entry : std::filesystem::directory_iterator("."))
+        std::filesystem::remove_all(entry.path());
+}
+
+void write_file(const char* name, const std::string& bytes)
+{
+    std::ofstream(name, std::ios::binary) << bytes;
+}
+
+std::string read_file(const char* name)
+{
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 } // namespace velmora

@@ -63,4 +63,39 @@ class kept_log {
     std::size_t size_ = 0;
 };
 
+/// While it lives, the standard input holds `data` and the standard output goes nowhere. The run
+/// may close both.
+class own_streams {
+  public:
+    own_streams(const std::uint8_t* data, std::size_t size);
+    ~own_streams();
+    own_streams(const own_streams&) = delete;
+    own_streams& operator=(const own_streams&) = delete;
+
+    /// What was written to the standard output so far, as far as it left the buffers.
+    std::string out() const
+    {
+        return output_.bytes();
+    }
+
+  private:
+    memory_file input_;
+    memory_file output_;
+    std::FILE* outer_in_;
+    std::FILE* outer_out_;
+    int in_number_;
+    int out_number_;
+};
+
+/// Makes an empty folder in memory the current one, once for the process; it goes with it.
+void enter_own_folder();
+
+/// All files of the current folder are removed.
+void empty_own_folder();
+
+void write_file(const char* name, const std::string& bytes);
+
+/// "" for a file that is not there.
+std::string read_file(const char* name);
+
 } // namespace velmora
