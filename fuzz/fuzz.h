@@ -51,16 +51,15 @@ class kept_log {
     kept_log(const kept_log&) = delete;
     kept_log& operator=(const kept_log&) = delete;
 
-    /// Whether `text` was logged so far.
-    bool holds(const char* text) const;
-
     /// All that was logged so far.
-    std::string text() const;
+    const std::string& text() const
+    {
+        return text_;
+    }
 
   private:
     std::FILE* shown_;
-    char* text_ = nullptr;
-    std::size_t size_ = 0;
+    std::string text_;
 };
 
 /// While it lives, the standard input holds `data` and the standard output goes nowhere. The run

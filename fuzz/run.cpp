@@ -8,6 +8,7 @@
 #include "run/ui.h"
 #include "stl_roads.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -174,7 +175,9 @@ outcome run_job(const job& j)
     ui_install(&k_stopping_shell);
     heap_fail_nth(j.fail);
     outcome o = {};
-    o.result = run_words("velmora" + file_options(j) + j.options);
+    const std::string line = "velmora" + file_options(j) + j.options;
+    if (std::getenv("VELMORA_FUZZ_SHOW")) std::fprintf(stderr, "%s\n", line.c_str());
+    o.result = run_words(line);
     heap_fail_nth(0);
     ui_install(nullptr);
     o.log = log.text();

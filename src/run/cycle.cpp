@@ -15,6 +15,7 @@
 #include "run/options.h"
 #include "run/progress.h"
 #include "run/reduce_vertices.h"
+#include "run/run_audit.h"
 #include "topo/edge_tbl.h"
 #include "topo/topology.h"
 
@@ -107,8 +108,10 @@ stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32
     if (!aspect) mark_vertex_table_stale();
     if (*cycle > 0) reset_orientation(ctx);
     if (!build_topology(*cycle, err, ctx)) return stage_failed;
+    audit_run("building the topology", ctx);
     ++*cycle;
     if (!reduce_vertices(counts.base, err, ctx)) return stage_failed;
+    audit_run("reducing vertices", ctx);
     if (!show_cycle_progress(counts.removed, counts.base)) return stage_failed;
     free_polygons(topo);
     free_turn_lists(topo);
@@ -116,6 +119,7 @@ stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32
     free_vtx_table(aspect, topo->table);
     if (!rebuild_cell_tree(err, ctx)) return stage_failed;
     if (!drop_collapsed(err, ctx)) return stage_failed;
+    audit_run("dropping collapsed triangles", ctx);
     return aspect ? mark_duplicates(ctx) : stage_ok;
 }
 
@@ -146,6 +150,8 @@ stage_result thin_turn(std::int32_t cycle, thin_counts* counts, std::int32_t* er
     const reduce_params& params = *ctx->topo->params;
     *counts = {};
     if (!build_topology(cycle, err, ctx)) return stage_failed;
+    // Later, what has replaced thin triangles counts one holder more than it has.
+    if (cycle == 0) audit_run("building the topology", ctx);
     return repair_thin_triangles(params.height_ratio, params.angle_tol, counts, err, ctx);
 }
 
