@@ -22,6 +22,7 @@ bool hooks_running = false;
 
 std::uint64_t calls = 0;   // since the last heap_fail_nth
 std::uint64_t fail_at = 0; // the call that fails; 0 none
+std::uint64_t blocks = 0;  // that are out
 
 bool refuse_this_call()
 {
@@ -46,17 +47,22 @@ bool ask_hooks()
 void* heap_alloc(std::size_t size)
 {
     if (size == 0 || refuse_this_call()) return nullptr;
-    return std::malloc(size);
+    void* memory = std::malloc(size);
+    if (memory) ++blocks;
+    return memory;
 }
 
 void* heap_realloc(void* memory, std::size_t new_size)
 {
     if (new_size == 0 || refuse_this_call()) return nullptr;
-    return std::realloc(memory, new_size);
+    void* resized = std::realloc(memory, new_size);
+    if (resized && !memory) ++blocks;
+    return resized;
 }
 
 void heap_free(void* memory)
 {
+    if (memory) --blocks;
     std::free(memory);
 }
 
@@ -69,6 +75,11 @@ void heap_fail_nth(std::uint64_t nth)
 std::uint64_t heap_calls()
 {
     return calls;
+}
+
+std::uint64_t heap_blocks()
+{
+    return blocks;
 }
 
 bool mm_add_hook(low_memory_hook hook, void* arg)

@@ -28,6 +28,9 @@ void heap_fail_nth(std::uint64_t nth);
 /// Calls since the last heap_fail_nth, so that a test knows when it has walked past the end.
 std::uint64_t heap_calls();
 
+/// Blocks that are out: handed out by any door and not given back.
+std::uint64_t heap_blocks();
+
 /// Asks for memory that somebody could spare; returns whether anything was given back.
 using low_memory_hook = bool (*)(void* arg);
 

@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/log.h"
 #include "mesh/measure.h"
 #include "topo/edge_tbl.h"
 #include "topo/open_edges.h"
@@ -32,11 +33,15 @@ bool is_edge(const edge_search& s, vtx_h from, vtx_h to)
     return (from == s.a && to == s.b) || (from == s.b && to == s.a);
 }
 
+// A failure ends the search as if there were nothing to find, so the log has to tell of it.
 bool note_claim(const edge_search& s)
 {
     ++s.topo->edge_errors;
-    return list_push(&s.topo->edge_err_list, s.obj) &&
-           note_edge_error(s.a, s.b, &s.topo->edge_errs, s.obj, s.ctx);
+    if (list_push(&s.topo->edge_err_list, s.obj) &&
+        note_edge_error(s.a, s.b, &s.topo->edge_errs, s.obj, s.ctx))
+        return true;
+    log_line("mm_malloc: no more memory available\n");
+    return false;
 }
 
 // Edge `k` of `t2` is the edge searched for: it is free, or the claim is an error.

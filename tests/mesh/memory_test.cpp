@@ -96,6 +96,20 @@ TEST_F(memory, hooks_are_asked_until_none_has_anything_to_spare)
     EXPECT_EQ(got, nullptr);
 }
 
+TEST_F(memory, blocks_that_are_out_are_counted)
+{
+    const std::uint64_t before = heap_blocks();
+    void* a = heap_alloc(8);
+    void* b = mm_realloc(nullptr, 0, 8);
+    b = heap_realloc(b, 16);
+    EXPECT_EQ(heap_blocks(), before + 2);
+    heap_free(nullptr);
+    heap_free(a);
+    EXPECT_EQ(heap_blocks(), before + 1);
+    heap_free(b);
+    EXPECT_EQ(heap_blocks(), before);
+}
+
 struct int_pool : memory {
     struct record {
         std::uint32_t value;

@@ -3,6 +3,7 @@
 #include "run/driver.h"
 
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -19,23 +20,49 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int k_past_the_end = 99; ///< the run took fewer allocations
+// What a run in a process of its own ends with, besides 0 and 1 for the two results.
+constexpr int k_past_the_end = 99; ///< it took fewer allocations
+constexpr int k_not_all_back = 98; ///< it kept memory
+constexpr int k_file_open = 97;    ///< it kept a file open
+constexpr int k_no_start = 96;
 
-/// Runs in a process of its own, in an empty folder.
+struct memory_case {
+    const char* options;
+    const char* in;
+    const char* out;
+};
+
+// Each mode, thin repair, each form of both files, in place, and through pipes.
+const memory_case cases[] = {
+    {"-f in.astl -o out.stl -e gone -q 1", "in.astl", "out.stl"},
+    {"-f in.stl -o out.astl -j 1.2 -g 1 -q 2", "in.stl", "out.astl"},
+    {"-f in.kvd -o out.kvd -e gone -i 3 -g 1 -q 3", "in.kvd", "out.kvd"},
+    {"-f in.stl -o out.stl -e gone -q 4 -a 35", "in.stl", "out.stl"},
+    {"-f in.kvd -o out.astl -S -P -h 0.5 -q 2", "in.kvd", "out.astl"},
+    {"-f in.stl -o = -q 1", "in.stl", "in.stl"},
+    {"-f in.kvd -o = -q 4 -a 20", "in.kvd", "in.kvd"},
+    {"-F m -O m -q 1", "in.kvd", "stdout"},
+};
+
+/// Runs in a folder of its own.
 class memory : public ::testing::Test {
   protected:
     memory()
     {
         std::string pattern = fs::temp_directory_path() / "memory_test_XXXXXX";
         dir = mkdtemp(pattern.data());
-        std::ofstream(dir / "in.astl") << model();
+        write("in.astl", model());
+        write("in.kvd", "");
+        EXPECT_EQ(run("-f in.astl -o in.stl -q 9", UINT64_MAX), k_past_the_end);
+        EXPECT_EQ(run("-f in.astl -o in.kvd -q 4", UINT64_MAX), k_past_the_end);
     }
     ~memory() override
     {
         fs::remove_all(dir);
     }
 
-    /// A pyramid on a square of four triangles.
+    /// A pyramid on a square of four triangles, and some more triangles of its corners: edges with
+    /// one user and with many, two sheets that meet in a point, corners that coincide.
     static std::string model()
     {
         const char* const corners[] = {"0 0 0", "2 0 0", "2 2 0", "0 2 0"};
@@ -45,7 +72,10 @@ class memory : public ::testing::Test {
             const std::string b = corners[(i + 1) % 4];
             text += facet(a, b, "1 1 1") + facet(b, a, "1 1 0");
         }
-        return text + "endsolid\n";
+        text += facet("0 0 0", "2 0 0", "1 -1 1") + facet("2 0 0", "3 0 0", "3 1 0");
+        text += facet("3 0 0", "2 0 0", "3 -1 0") + facet("2 0 0", "3 1 0", "2 1 3");
+        text += facet("9 0 0", "9 9 0", "9 4 0.01") + facet("9 9 0", "9 0 0", "9 4 -0.01");
+        return text + facet("0 0 0", "0 0 0", "1 1 1") + "endsolid\n";
     }
     static std::string facet(const std::string& a, const std::string& b, const std::string& c)
     {
@@ -53,20 +83,38 @@ class memory : public ::testing::Test {
                "\nendloop\nendfacet\n";
     }
 
-    [[noreturn]] void run_here(const std::string& options, std::uint64_t nth) const
+    static int run_words(const std::string& options)
     {
-        std::istringstream line("velmora " + options);
+        std::istringstream line("velmora " + options + " -r 0.5 -c 0.5");
         std::vector<std::string> words(std::istream_iterator<std::string>(line), {});
         std::vector<char*> argv;
         for (std::string& word : words)
             argv.push_back(word.data());
         argv.push_back(nullptr);
+        return velmora_main(static_cast<int>(words.size()), argv.data());
+    }
+
+    static int first_free_file()
+    {
+        const int number = fcntl(STDERR_FILENO, F_DUPFD, 3);
+        close(number);
+        return number;
+    }
+
+    [[noreturn]] void run_here(const std::string& options, std::uint64_t nth) const
+    {
         fs::current_path(dir);
-        if (!std::freopen("log", "wb", stderr)) _exit(k_past_the_end - 1);
+        if (!std::freopen("log", "wb", stderr) || !std::freopen("in.kvd", "rb", stdin) ||
+            !std::freopen("stdout", "wb", stdout))
+            _exit(k_no_start);
         std::setvbuf(stderr, nullptr, _IONBF, 0);
         alarm(20);
+        const std::uint64_t blocks = heap_blocks();
+        const int free_file = first_free_file();
         heap_fail_nth(nth);
-        const int result = velmora_main(static_cast<int>(words.size()), argv.data());
+        const int result = run_words(options);
+        if (heap_blocks() != blocks) _exit(k_not_all_back);
+        if (first_free_file() != free_file) _exit(k_file_open);
         _exit(heap_calls() < nth ? k_past_the_end : result == 0 ? 0 : 1);
     }
 
@@ -80,19 +128,26 @@ class memory : public ::testing::Test {
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    std::string read(const char* name) const
+    void write(const char* name, const std::string& bytes) const
+    {
+        std::ofstream(dir / name, std::ios::binary) << bytes;
+    }
+    std::string read(const std::string& name) const
     {
         std::ifstream file(dir / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
+    bool log_holds(const char* text) const
+    {
+        return read("log").find(text) != std::string::npos;
+    }
     bool log_tells_a_failure() const
     {
-        const std::string log = read("log");
         for (const char* text :
              {"memory exhausted.\n", "memory end\n", "no more memory", "error number 0.\n",
               "output error\n", "unable to allocate", "failed to initialize"})
-            if (log.find(text) != std::string::npos) return true;
+            if (log_holds(text)) return true;
         return false;
     }
 
@@ -104,28 +159,33 @@ class memory : public ::testing::Test {
 // A failure that costs nothing is no failure: the output is then the usual one.
 TEST_F(memory, runs_out_with_a_word_and_without_harm)
 {
-    ASSERT_EQ(run("-f in.astl -o in.kvd -r 1 -c 0.5 -q 4", UINT64_MAX), k_past_the_end);
-    for (const std::string options :
-         {"-f in.astl -o out -q 4", "-f in.astl -o out -e gone -q 1", "-f in.kvd -o out -q 4 -a 20",
-          "-f in.astl -o out.kvd -S -h 0.5 -q 2", "-f in.astl -o out -i 3 -g 1 -q 3"}) {
-        SCOPED_TRACE(options);
-        const std::string all = options + " -r 0.5 -c 0.5";
-        const char* out = options.find(".kvd") != std::string::npos ? "out.kvd" : "out.astl";
-        ASSERT_EQ(run(all, UINT64_MAX), k_past_the_end);
-        const std::string usual = read(out);
+    std::uint64_t walked = 0;
+    for (const memory_case& c : cases) {
+        SCOPED_TRACE(c.options);
+        const std::string input = read(c.in);
+        ASSERT_FALSE(input.empty());
+        ASSERT_EQ(run(c.options, UINT64_MAX), k_past_the_end);
+        const std::string usual = read(c.out);
         ASSERT_FALSE(usual.empty());
-        const std::string in_kvd = read("in.kvd");
         std::uint64_t nth = 1;
         for (int status = 0; status != k_past_the_end; ++nth) {
-            fs::remove(dir / out);
-            status = run(all, nth);
-            ASSERT_TRUE(status == 0 || status == 1 || status == k_past_the_end) << nth;
-            ASSERT_TRUE(log_tells_a_failure() || read(out) == usual) << nth << read("log");
+            fs::remove(dir / c.out);
+            fs::remove(dir / (c.in + std::string("~")));
+            write(c.in, input);
+            status = run(c.options, nth);
+            ASSERT_TRUE(status == 0 || status == 1 || status == k_past_the_end)
+                << status << ' ' << nth;
+            const bool finished = log_holds("wrote output file") && !log_holds("output error");
+            ASSERT_TRUE(log_tells_a_failure() || (finished && read(c.out) == usual))
+                << nth << read("log");
+            ASSERT_TRUE(read(c.in) == input || read(c.in + std::string("~")) == input) << nth;
         }
-        EXPECT_GT(nth, 10u);
-        EXPECT_EQ(read("in.astl"), model());
-        EXPECT_EQ(read("in.kvd"), in_kvd);
+        EXPECT_GT(nth, 20u);
+        walked += nth - 1;
+        write(c.in, input);
     }
+    RecordProperty("failures_walked", std::to_string(walked));
+    std::printf("%d failures walked\n", static_cast<int>(walked));
 }
 
 } // namespace velmora
