@@ -9,6 +9,7 @@
 #include "run/model.h"
 #include "run/options.h"
 #include "run/progress.h"
+#include "run/reduce_vertices.h"
 #include "topo/edge_tbl.h"
 #include "topo/topology.h"
 
@@ -124,6 +125,7 @@ void init_run()
 {
     set_option_defaults(&the_options);
     reset_progress();
+    mark_vertex_table_stale();
     merge_tol = k_default_merge_tol;
     kill_value = k_default_kill_value;
     the_run = {};

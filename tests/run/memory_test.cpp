@@ -188,4 +188,29 @@ TEST_F(memory, runs_out_with_a_word_and_without_harm)
     std::printf("%d failures walked\n", static_cast<int>(walked));
 }
 
+// As if the program had been started anew.
+TEST_F(memory, of_one_run_is_lost_on_the_next)
+{
+    std::string sheet = "solid\n";
+    for (int i = 0; i < 16; ++i) {
+        const auto at = [&](int dx, int dy) {
+            return std::to_string(i / 4 + dx) + " " + std::to_string(i % 4 + dy) + " 0";
+        };
+        sheet += facet(at(0, 0), at(1, 0), at(1, 1)) + facet(at(0, 0), at(1, 1), at(0, 1));
+    }
+    write("in.astl", sheet + "endsolid\n");
+    const pid_t child = fork();
+    if (child == 0) {
+        fs::current_path(dir);
+        for (const char* name : {"first", "second"})
+            if (run_words(std::string("-f in.astl -e gone -q 4 -a 60 -o ") + name) != 0) _exit(1);
+        _exit(0);
+    }
+    int status = 1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(read("gone.astl").empty()) << "something was removed";
+    EXPECT_EQ(read("first.astl"), read("second.astl"));
+}
+
 } // namespace velmora
