@@ -8,6 +8,7 @@
 #include "mesh/context.h"
 
 #include <cstdint>
+#include <cstdio>
 
 namespace velmora {
 
@@ -22,6 +23,11 @@ namespace velmora {
 ///         fault stay on the list, complete
 [[nodiscard]] stage_result kvd_read_model(const char* path, obj_list* list, std::uint32_t* count,
                                           aabb* bbox, std::int32_t* err, mesh_ctx* ctx);
+
+/// The same from a handle that stands where the file begins, and is closed in the end unless it is
+/// the standard input; null is a failure.
+[[nodiscard]] stage_result kvd_read_handle(std::FILE* file, obj_list* list, std::uint32_t* count,
+                                           aabb* bbox, std::int32_t* err);
 
 /// Appends one model with the triangles of `list`, front to back, and their vertices in the order
 /// of first use.

@@ -1,6 +1,7 @@
 #include "files/kvd.h"
 #include "files/kvd_layout.h"
 #include "files/kvd_source.h"
+#include "files/os_file.h"
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
@@ -284,16 +285,23 @@ void compute_boxes(const obj_list& list, aabb* bbox)
 
 } // namespace
 
-stage_result kvd_read_model(const char* path, obj_list* list, std::uint32_t* count, aabb* bbox,
-                            std::int32_t* err, mesh_ctx*)
+stage_result kvd_read_handle(std::FILE* file, obj_list* list, std::uint32_t* count, aabb* bbox,
+                             std::int32_t* err)
 {
     kvd_source source;
-    if (!kvd_source_open(path, &source)) return stage_failed;
+    if (!kvd_source_open(file, &source)) return stage_failed;
     bool any_model = false;
     const bool done = read_blocks(&source, list, count, &any_model, err);
     kvd_source_close(&source);
     if (any_model) compute_boxes(*list, bbox);
     return done ? stage_ok : stage_failed;
+}
+
+stage_result kvd_read_model(const char* path, obj_list* list, std::uint32_t* count, aabb* bbox,
+                            std::int32_t* err, mesh_ctx*)
+{
+    std::FILE* file = path ? os_open(path, "rb") : stdin;
+    return kvd_read_handle(file, list, count, bbox, err);
 }
 
 } // namespace velmora

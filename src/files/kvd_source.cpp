@@ -11,23 +11,18 @@ namespace velmora {
 static constexpr std::size_t k_block = std::size_t{256} * 1024;
 static_assert(k_block >= k_kvd_longest_take);
 
-static void measure(kvd_source* source)
-{
-    source->sized = is_regular_file(source->file, &source->left);
-}
-
-bool kvd_source_open(const char* path, kvd_source* source)
+bool kvd_source_open(std::FILE* file, kvd_source* source)
 {
     *source = {};
+    if (!file) return false;
     source->buffer = static_cast<unsigned char*>(heap_alloc(k_block));
-    if (!source->buffer) return false;
-    source->file = path ? os_open(path, "rb") : stdin;
-    if (!source->file) {
-        heap_free(source->buffer);
+    if (!source->buffer) {
+        if (file != stdin) std::fclose(file);
         return false;
     }
+    source->file = file;
     // The standard input may stand anywhere in its file.
-    if (path) measure(source);
+    if (file != stdin) source->sized = is_regular_file(file, &source->left);
     return true;
 }
 

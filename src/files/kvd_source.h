@@ -21,9 +21,9 @@ struct kvd_source {
     bool ran_short;        ///< somebody asked for more than there was
 };
 
-/// Opens `path`, or takes the standard input for null. False when that failed or memory ran out:
-/// nothing is then held.
-[[nodiscard]] bool kvd_source_open(const char* path, kvd_source* source);
+/// Takes `file`, which is closed in the end unless it is the standard input. False when it is null
+/// or memory ran out: it is then closed, and nothing is held.
+[[nodiscard]] bool kvd_source_open(std::FILE* file, kvd_source* source);
 
 /// Gives all back; the standard input stays open.
 void kvd_source_close(kvd_source* source);

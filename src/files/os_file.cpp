@@ -1,12 +1,21 @@
 #include "files/os_file.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace velmora {
 
 std::FILE* os_open(const char* name, const char* mode)
 {
     return std::fopen(name, mode);
+}
+
+std::FILE* os_second_handle(std::FILE* handle)
+{
+    const int number = dup(fileno(handle));
+    std::FILE* second = number < 0 ? nullptr : fdopen(number, "rb");
+    if (number >= 0 && !second) close(number);
+    return second;
 }
 
 bool os_rename(const char* from, const char* to)

@@ -12,6 +12,11 @@ namespace velmora {
 /// second time, and renamed.
 std::FILE* os_open(const char* name, const char* mode);
 
+/// A second handle for reading what `handle` reads, from the place where the file stands; the
+/// caller closes it. Nothing is opened: for the name of a pipe that could wait for another writer
+/// for ever.
+std::FILE* os_second_handle(std::FILE* handle);
+
 /// Gives a file, open or not, another name; a file that has the name already is replaced.
 bool os_rename(const char* from, const char* to);
 

@@ -115,6 +115,14 @@ std::FILE* os_open(const char* name, const char* mode)
     return stream_of(file, words, mode);
 }
 
+std::FILE* os_second_handle(std::FILE* handle)
+{
+    const int number = _dup(_fileno(handle));
+    std::FILE* second = number < 0 ? nullptr : _fdopen(number, "rb");
+    if (number >= 0 && !second) _close(number);
+    return second;
+}
+
 bool os_rename(const char* from, const char* to)
 {
     const wide_name wide_from(from);

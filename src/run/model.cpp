@@ -2,6 +2,7 @@
 
 #include "files/kvd.h"
 #include "files/model_io.h"
+#include "files/os_file.h"
 #include "mesh/cell_tree.h"
 #include "mesh/log.h"
 #include "mesh/measure.h"
@@ -53,6 +54,19 @@ bool read_stl_model(obj_list* list, std::uint32_t* count, aabb* bbox, std::int32
     default:
         return true;
     }
+}
+
+// A file is opened once more, by its name, and the run's own handle stays unread. What is no file
+// can't be read twice, so there the reader gets a second handle.
+stage_result read_kvd_model(obj_list* list, std::uint32_t* count, aabb* bbox, std::int32_t* err,
+                            mesh_ctx* ctx)
+{
+    if (!is_given(the_options, given_input))
+        return kvd_read_model(nullptr, list, count, bbox, err, ctx);
+    if (!is_regular_file(the_options.input_file))
+        return kvd_read_handle(os_second_handle(the_options.input_file), list, count, bbox, err);
+    const char* moved = the_options.moved_name;
+    return kvd_read_model(moved ? moved : the_options.input_name, list, count, bbox, err, ctx);
 }
 
 void log_stream_error(const stl_stream* stream, std::uint32_t count)
@@ -131,12 +145,7 @@ bool close_file(std::FILE** file)
 stage_result read_model(obj_list* list, std::uint32_t* count, aabb* bbox, std::int32_t* err,
                         mesh_ctx* ctx)
 {
-    if (is_given(the_options, input_is_kvd)) {
-        const bool from_stdin = !is_given(the_options, given_input);
-        const char* moved = the_options.moved_name;
-        const char* path = moved ? moved : the_options.input_name;
-        return kvd_read_model(from_stdin ? nullptr : path, list, count, bbox, err, ctx);
-    }
+    if (is_given(the_options, input_is_kvd)) return read_kvd_model(list, count, bbox, err, ctx);
     const bool done = read_stl_model(list, count, bbox, err, ctx);
     if (the_options.input_stream && stl_error(the_options.input_stream))
         log_stream_error(the_options.input_stream, *count);
