@@ -271,6 +271,26 @@ static bool wants_in_place(const run_options& opt)
     return is_given(opt, given_input) && is_given(opt, given_output) && opt.output_name[0] == '=';
 }
 
+static bool is_empty_file(std::FILE* file)
+{
+    std::uint64_t size = 1;
+    return is_regular_file(file, &size) && size == 0;
+}
+
+// A run in place that failed leaves an empty file under the name of its input. To take that for the
+// input of the next run would put it in the place of the model, which stands under the other name.
+static bool would_lose_model(std::FILE* input, const char* moved)
+{
+    if (!is_empty_file(input)) return false;
+    std::FILE* kept = os_open(moved, "rb");
+    if (!kept) return false;
+    const bool holds_something = !is_empty_file(kept);
+    std::fclose(kept);
+    if (holds_something)
+        log_unopened(false, "wb", moved, "", "it would be lost, and the input is empty");
+    return holds_something;
+}
+
 // The open handle goes on reading the file under its new name.
 static bool move_input_aside(run_options* opt)
 {
@@ -285,6 +305,7 @@ static bool move_input_aside(run_options* opt)
     std::memcpy(moved + length, "~", 2);
     keep_name(moved, opt);
     opt->moved_name = moved;
+    if (would_lose_model(opt->input_file, moved)) return false;
     return os_rename(opt->input_name, moved);
 }
 
