@@ -295,6 +295,7 @@ void terminal_shell_end()
 
 void hold_standard_streams()
 {
+    std::signal(SIGPIPE, SIG_IGN);
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) != -1) continue;
         if (open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1) return;

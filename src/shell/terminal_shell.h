@@ -22,6 +22,8 @@ void terminal_shell_end();
 /// Fills each standard stream that the parent has closed with a file that is open the wrong way
 /// round. Its number would go to the next file that is opened, and the log into the model; now
 /// using the stream fails, as it did. To be called before anything is opened.
+/// Writing to a pipe that nobody reads any more fails from now on like any other write, so that the
+/// run can tell of it; and a log that nobody reads ends no run.
 void hold_standard_streams();
 
 /// A whole run behind this shell, with the standard streams held.
