@@ -2,9 +2,7 @@
 #include "program/program_run.h"
 
 #include <algorithm>
-#include <csignal>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 namespace velmora {
 namespace {
@@ -266,44 +264,6 @@ TEST_F(options_run, closed_standard_streams_lend_their_place_to_nobody)
     const program_result blind = dir.run(std::string("-o blind.stl") + k_reduce + " <&-");
     EXPECT_EQ(blind.status, 0);
     EXPECT_TRUE(holds(blind, "error reading from input file (Bad file descriptor).\n"));
-}
-
-// The file ends at `limit`, as on a disk that is full; so does the log, which is shorter.
-program_result run_with_full_disk(const run_folder& dir, const std::string& options, rlim_t limit)
-{
-    rlimit before;
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit full = {limit, before.rlim_max};
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &full);
-    const program_result r = dir.run(options);
-    setrlimit(RLIMIT_FSIZE, &before);
-    std::signal(SIGXFSZ, handler);
-    return r;
-}
-
-TEST_F(options_run, a_full_disk_is_told_once_whichever_byte_it_stops)
-{
-    dir.write("small.stl", binary_stl(box_mesh(2, 2, 2, 2)));
-    struct {
-        const char* name;
-        const char* error;
-    } const cases[] = {{"out.stl", "stl-file output error\n"},
-                       {"out.astl", "stl-file output error\n"},
-                       {"out.kvd", "output error\n"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const std::string options = std::string("-f small.stl -o ") + c.name + k_as_is;
-        EXPECT_FALSE(holds(dir.run(options), "error"));
-        const auto size = static_cast<rlim_t>(dir.read(c.name).size());
-        for (const rlim_t missing : {1u, 15u, 29u, 30u, 600u, 1000u}) {
-            const program_result r = run_with_full_disk(dir, options, size - missing);
-            EXPECT_EQ(r.status, 0);
-            EXPECT_EQ(count_of("output error\n", r.log), 1u) << missing << r.log;
-            EXPECT_TRUE(holds(r, c.error));
-            EXPECT_FALSE(missing > 29 && holds(r, "wrote output file"));
-        }
-    }
 }
 
 } // namespace

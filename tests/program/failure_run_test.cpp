@@ -1,0 +1,245 @@
+// What a run meets that is not its own fault: full disks, closed pipes, directories, files that end
+// early, too little memory. Whatever it is, the log tells of it and the input is kept.
+#include "program/program_run.h"
+
+#include <algorithm>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace velmora {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
+constexpr const char* k_reduce = " -r 0.01 -c 0.9 -q 1";
+
+/// A folder with a closed model under the names in.stl, in.astl and in.kvd.
+struct failure_run : testing::Test {
+    run_folder dir;
+    std::string model = binary_stl(box_mesh(2, 2, 2, 4));
+
+    failure_run()
+    {
+        dir.write("in.stl", model);
+        dir.write("in.astl", ascii_stl(box_mesh(2, 2, 2, 4)));
+        dir.run(std::string("-f in.stl -o in.kvd") + k_as_is);
+    }
+
+    static bool holds(const program_result& r, const std::string& text)
+    {
+        return r.log.find(text) != std::string::npos;
+    }
+    static std::size_t count_of(const std::string& text, const std::string& in)
+    {
+        std::size_t n = 0;
+        for (std::size_t at = 0; (at = in.find(text, at)) != std::string::npos; at += text.size())
+            ++n;
+        return n;
+    }
+    static void expect_told_once(const program_result& r)
+    {
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(count_of("output error\n", r.log), 1u) << r.log;
+        EXPECT_FALSE(holds(r, "wrote output file"));
+    }
+};
+
+/// The writing end of a pipe that nobody reads.
+struct deserted_pipe {
+    int ends[2];
+
+    deserted_pipe()
+    {
+        if (pipe(ends) == 0) close(ends[0]);
+    }
+    ~deserted_pipe()
+    {
+        close(ends[1]);
+    }
+    std::string name() const
+    {
+        return "&" + std::to_string(ends[1]);
+    }
+};
+
+TEST_F(failure_run, a_full_device_is_told_once)
+{
+    for (const char* name : {"full.stl", "full.astl", "full.kvd"}) {
+        SCOPED_TRACE(name);
+        fs::create_symlink("/dev/full", dir.path / name);
+        expect_told_once(dir.run(std::string("-f in.stl -o ") + name + k_as_is));
+    }
+    for (const char* form : {"-O b", "-O a", "-O m"})
+        expect_told_once(dir.run(form + std::string(k_as_is) + " < in.stl > /dev/full"));
+}
+
+TEST_F(failure_run, a_removed_file_that_takes_nothing_does_not_stop_the_run)
+{
+    fs::create_symlink("/dev/full", dir.path / "full.stl");
+    dir.run(std::string("-f in.stl -o usual.stl") + k_reduce);
+    const program_result r = dir.run(std::string("-f in.stl -o out.stl -e full.stl") + k_reduce);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(dir.read("out.stl"), dir.read("usual.stl"));
+}
+
+TEST_F(failure_run, a_closed_pipe_is_an_output_that_failed)
+{
+    const deserted_pipe nobody;
+    for (const char* form : {"-O b", "-O a", "-O m"}) {
+        SCOPED_TRACE(form);
+        expect_told_once(dir.run(form + std::string(k_as_is) + " < in.stl >" + nobody.name()));
+    }
+}
+
+TEST_F(failure_run, a_log_that_nobody_reads_ends_no_run)
+{
+    const deserted_pipe nobody;
+    dir.run(std::string("-f in.stl -o usual.stl") + k_reduce);
+    for (const std::string& log : {nobody.name(), std::string("/dev/full")}) {
+        EXPECT_EQ(dir.run(std::string("-f in.stl -o out.stl") + k_reduce + " 2>" + log).status, 0);
+        EXPECT_EQ(dir.read("out.stl"), dir.read("usual.stl"));
+        fs::remove(dir.path / "out.stl");
+    }
+}
+
+TEST_F(failure_run, a_directory_is_no_output)
+{
+    for (const char* name : {"d.stl", "d.astl", "d.kvd"}) {
+        fs::create_directory(dir.path / name);
+        const program_result r = dir.run(std::string("-f in.stl -o ") + name + k_as_is);
+        EXPECT_EQ(r.status, 255);
+        EXPECT_TRUE(holds(r, std::string("velmora: unable to access (mode:wb) \"") + name +
+                                 "\" (Is a directory)\n"))
+            << r.log;
+    }
+}
+
+TEST_F(failure_run, what_cannot_be_read_is_told)
+{
+    fs::create_symlink("nowhere", dir.path / "loose.stl");
+    const program_result loose = dir.run(std::string("-f loose.stl -o out.stl") + k_as_is);
+    EXPECT_EQ(loose.status, 255);
+    EXPECT_TRUE(holds(loose, "(No such file or directory)\n"));
+    EXPECT_FALSE(dir.has("out.stl"));
+    for (const char* name : {"d.stl", "d.astl", "d.kvd"}) {
+        SCOPED_TRACE(name);
+        fs::create_directory(dir.path / name);
+        const program_result r = dir.run(std::string("-f ") + name + " -o out.stl" + k_as_is);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_TRUE(holds(r, "Is a directory") || holds(r, "error number 0.\n")) << r.log;
+        EXPECT_FALSE(holds(r, "wrote output file"));
+        EXPECT_EQ(dir.read("out.stl"), "");
+    }
+}
+
+// From a pipe whose writer goes away early; the triangles that came are processed.
+TEST_F(failure_run, an_input_that_ends_early_is_told)
+{
+    struct {
+        const char* form;
+        const char* input;
+        const char* log_holds;
+    } const cases[] = {{"-F b", "in.stl", "premature EOF"},
+                       {"-F a", "in.astl", "input file error after 20 triangles.\n"},
+                       {"-F m", "in.kvd", "error number 0.\n"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.form);
+        const std::string fifo = std::string("fifo-") + c.input;
+        const program_result r =
+            dir.run("-V 3 2>/dev/null; mkfifo " + fifo + "; " VELMORA_PROGRAM " -f " + fifo +
+                    " -o out.stl " + c.form + k_as_is + " & head -c 3000 " + c.input + " > " +
+                    fifo + "; wait $!");
+        EXPECT_EQ(r.status, 0);
+        EXPECT_TRUE(holds(r, c.log_holds)) << r.log;
+    }
+    const program_result whole =
+        dir.run("-V 3 2>/dev/null; mkfifo whole.kvd; " VELMORA_PROGRAM " -f whole.kvd -o out.kvd" +
+                std::string(k_as_is) + " & cat in.kvd > whole.kvd; wait $!");
+    EXPECT_TRUE(holds(whole, "wrote output file")) << whole.log;
+}
+
+// The file ends at `limit`, as on a disk that is full; so does the log, which is shorter.
+program_result run_with_full_disk(const run_folder& dir, const std::string& options, rlim_t limit)
+{
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full = {limit, before.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &full);
+    const program_result r = dir.run(options);
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    return r;
+}
+
+TEST_F(failure_run, a_full_disk_is_told_once_whichever_byte_it_stops)
+{
+    dir.write("small.stl", binary_stl(box_mesh(2, 2, 2, 2)));
+    struct {
+        const char* name;
+        const char* error;
+    } const cases[] = {{"out.stl", "stl-file output error\n"},
+                       {"out.astl", "stl-file output error\n"},
+                       {"out.kvd", "output error\n"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string options = std::string("-f small.stl -o ") + c.name + k_as_is;
+        EXPECT_FALSE(holds(dir.run(options), "error"));
+        const auto size = static_cast<rlim_t>(dir.read(c.name).size());
+        for (const rlim_t missing : {1u, 15u, 29u, 30u, 600u, 1000u}) {
+            const program_result r = run_with_full_disk(dir, options, size - missing);
+            EXPECT_EQ(r.status, 0);
+            EXPECT_EQ(count_of("output error\n", r.log), 1u) << missing << r.log;
+            EXPECT_TRUE(holds(r, c.error));
+            EXPECT_FALSE(missing > 29 && holds(r, "wrote output file"));
+        }
+    }
+}
+
+TEST_F(failure_run, in_place_keeps_the_model_whatever_fails)
+{
+    const std::string in_place = "-f in.stl -o =";
+    const program_result full = run_with_full_disk(dir, in_place + k_as_is, 4096);
+    EXPECT_TRUE(holds(full, "stl-file output error\n"));
+    EXPECT_EQ(dir.read("in.stl~"), model);
+
+    dir.write("in.stl", model);
+    EXPECT_EQ(dir.run(in_place + " -r 1 -c 1").status, 255) << "no mode";
+    for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(dir.read("in.stl"), "");
+        EXPECT_EQ(dir.read("in.stl~"), model) << "not for an empty file's sake";
+        const program_result r = dir.run(in_place + k_reduce);
+        EXPECT_EQ(r.status, 255);
+        EXPECT_TRUE(holds(r, "\"in.stl~\" (it would be lost, and the input is empty)\n")) << r.log;
+    }
+}
+
+// Fewer pages than the run wants, up to as many as it needs. Sanitizers reserve too much for this.
+TEST_F(failure_run, a_limit_on_memory_is_told)
+{
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP();
+#endif
+    dir.write("large.stl", binary_stl(box_mesh(9, 9, 9, 60)));
+    std::size_t failed = 0;
+    bool enough = false;
+    for (std::size_t limit = 8000; !enough && limit < 200000; limit += 4000) {
+        SCOPED_TRACE(limit);
+        const program_result r =
+            dir.run("-V 0 2>/dev/null; ulimit -v " + std::to_string(limit) +
+                    "; " VELMORA_PROGRAM " -f large.stl -o out.stl" + k_reduce);
+        enough = holds(r, "wrote output file");
+        if (enough || r.status == 127) continue; // too little to start at all
+        ++failed;
+        EXPECT_TRUE(r.status == 0 || r.status == 255) << r.status;
+        EXPECT_TRUE(holds(r, "memory")) << r.log;
+    }
+    EXPECT_TRUE(enough);
+    EXPECT_GE(failed, 3u);
+}
+
+} // namespace
+} // namespace velmora
