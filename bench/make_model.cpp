@@ -2,9 +2,11 @@
 //
 //     make_model SHAPE TRIANGLES SEED [shuffled] OUT.stl
 //
-// The number of triangles becomes the nearest that the shape can have, and is printed. The same
-// arguments give the same bytes on every machine.
+// The number of triangles becomes the nearest that the shape can have, and is printed; a hostile
+// model has exactly as many as wanted, and is never shuffled. The same arguments give the same
+// bytes on every machine.
 
+#include "hostile.h"
 #include "shapes.h"
 
 #include <cerrno>
@@ -15,6 +17,7 @@
 
 namespace {
 
+using velmora::bench::hostile_kind;
 using velmora::bench::model;
 using velmora::bench::triangle;
 
@@ -52,22 +55,38 @@ void unit_normal(const triangle& tr, float nrm[3])
         nrm[i] = len > 0.0 ? static_cast<float>(n[i] / len) : 0.0f;
 }
 
-bool write_header(const model& m, std::FILE* out)
+/// What is to be written: a model, or that many triangles of a hostile kind.
+struct source {
+    const char* name;
+    model m;
+    hostile_kind hostile; // hostile_count: the model
+    bool shuffled;
+};
+
+triangle triangle_at(const source& from, std::uint64_t place)
 {
+    if (from.hostile != velmora::bench::hostile_count)
+        return hostile_triangle(from.hostile, from.m.count, from.m.seed, place);
+    return model_triangle(from.m, from.shuffled ? shuffled_index(from.m, place) : place);
+}
+
+bool write_header(const source& from, std::FILE* out)
+{
+    const model& m = from.m;
     unsigned char header[k_header_size] = {};
     char text[80] = {};
-    std::snprintf(text, sizeof text, "generated %s, seed %llu", velmora::bench::shape_name(m.kind),
+    std::snprintf(text, sizeof text, "generated %s, seed %llu", from.name,
                   static_cast<unsigned long long>(m.seed));
     std::memcpy(header, text, sizeof text);
     put_u32(header + 80, static_cast<std::uint32_t>(m.count));
     return std::fwrite(header, sizeof header, 1, out) == 1;
 }
 
-bool write_model(const model& m, bool shuffled, std::FILE* out)
+bool write_model(const source& from, std::FILE* out)
 {
-    if (!write_header(m, out)) return false;
-    for (std::uint64_t place = 0; place < m.count; ++place) {
-        const triangle tr = model_triangle(m, shuffled ? shuffled_index(m, place) : place);
+    if (!write_header(from, out)) return false;
+    for (std::uint64_t place = 0; place < from.m.count; ++place) {
+        const triangle tr = triangle_at(from, place);
         float nrm[3];
         unit_normal(tr, nrm);
         unsigned char record[k_record_size] = {};
@@ -93,6 +112,9 @@ int usage()
     for (int kind = 0; kind < velmora::bench::shape_count; ++kind)
         std::fprintf(stderr, " %s",
                      velmora::bench::shape_name(static_cast<velmora::bench::shape_kind>(kind)));
+    std::fputs("\nhostile:", stderr);
+    for (int kind = 0; kind < velmora::bench::hostile_count; ++kind)
+        std::fprintf(stderr, " %s", velmora::bench::hostile_name(static_cast<hostile_kind>(kind)));
     std::fputs("\n", stderr);
     return 2;
 }
@@ -103,11 +125,16 @@ int main(int argc, char** argv)
 {
     const bool shuffled = argc == 6 && std::strcmp(argv[4], "shuffled") == 0;
     if (argc != 5 && !shuffled) return usage();
+    source from = {argv[1], {}, velmora::bench::hostile_by_name(argv[1]), shuffled};
     const velmora::bench::shape_kind kind = velmora::bench::shape_by_name(argv[1]);
+    const bool hostile = from.hostile != velmora::bench::hostile_count;
     std::uint64_t wanted, seed;
-    if (kind == velmora::bench::shape_count || !parse_number(argv[2], &wanted) ||
-        !parse_number(argv[3], &seed) || wanted > k_most_triangles)
+    if ((kind == velmora::bench::shape_count && !hostile) || (hostile && shuffled) ||
+        !parse_number(argv[2], &wanted) || !parse_number(argv[3], &seed) ||
+        wanted > k_most_triangles)
         return usage();
+    from.m = hostile ? model{velmora::bench::shape_count, seed, 0, wanted}
+                     : velmora::bench::make_model(kind, wanted, seed);
 
     const char* path = argv[argc - 1];
     std::FILE* out = std::fopen(path, "wb");
@@ -116,13 +143,12 @@ int main(int argc, char** argv)
         return 1;
     }
     std::setvbuf(out, nullptr, _IOFBF, 1 << 20);
-    const model m = velmora::bench::make_model(kind, wanted, seed);
-    const bool written = write_model(m, shuffled, out);
+    const bool written = write_model(from, out);
     if (std::fclose(out) != 0 || !written) {
         std::fprintf(stderr, "make_model: %s could not be written: %s\n", path,
                      std::strerror(errno));
         return 1;
     }
-    std::printf("%s: %llu triangles\n", path, static_cast<unsigned long long>(m.count));
+    std::printf("%s: %llu triangles\n", path, static_cast<unsigned long long>(from.m.count));
     return 0;
 }

@@ -17,7 +17,8 @@ struct collapse_rec {
     vtx_h target;
     double worst_cos;       // largest corner cosine of the fan triangles that count
     std::int32_t bad_count; // how many of them have one above the limit
-    double max_dist;        // largest distance of the vertex' old place from the moved fan
+    double max_dist;        // largest distance of the vertex' old place from the moved fan, or the
+                            // first one that is too large; the rest is then unknown
     std::int32_t tr_count;  // fan triangles, those with equal corners included
 };
 
@@ -29,6 +30,10 @@ struct candidate_list {
 // Too large for comfort on the stack of a small thread; one removal is under way at a time.
 candidate_list candidates;
 
+// With an old place the measure ends as soon as that lies too far off: such a candidate is passed
+// over whatever else it has. How far off it lies makes no difference to the order of the sound
+// ones: the exchange sort moves those in the same way past any candidate that is further off than
+// all of them.
 void measure_fan(const vtx_site& site, const float* old_place, collapse_rec* out)
 {
     for (const tr_h t : site.fan) {
@@ -41,6 +46,7 @@ void measure_fan(const vtx_site& site, const float* old_place, collapse_rec* out
         if (!old_place) continue;
         const double dist = std::fabs(pt_tr_dist(tr, old_place));
         if (dist > out->max_dist) out->max_dist = dist;
+        if (dist > site.params->dist_tol) return;
     }
 }
 

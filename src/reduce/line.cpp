@@ -39,17 +39,6 @@ bool in_pair(const tr_edge& edge, const feature_line& line)
     return line.found && (same_edge(edge, line.pair[0]) || same_edge(edge, line.pair[1]));
 }
 
-bool edges_collinear(const tr_edge& a, const tr_edge& b)
-{
-    float u[3];
-    float v[3];
-    edge_vec(rec(a.tr), a.e, u);
-    edge_vec(rec(b.tr), b.e, v);
-    if (!vec_unit_checked(u) || !vec_unit_checked(v)) return true;
-    const double d = vec_dot(u, v);
-    return d < -k_collinear_cos || d > k_collinear_cos;
-}
-
 bool edge_sharp(double limit, const tr_edge& edge)
 {
     const tr_rec& tr = rec(edge.tr);
@@ -67,49 +56,128 @@ bool shares_edge(const tr_rec& a, const tr_rec& b)
     return false;
 }
 
-// Looks for the continuation of sharp edge `edge` among the fan triangles from place `from` on,
-// leaving out those next to it. Only the edge that leaves the vertex in each of them is looked at.
-bool line_partner(const vtx_site& site, const tr_edge& edge, std::uint32_t from,
-                  const feature_line& line, tr_edge* partner)
+// A sharp edge and its direction.
+struct sharp_edge {
+    tr_edge at;
+    std::uint32_t place; // of its triangle in the fan
+    bool has_dir;        // false: it has no length to speak of, and goes on in any other
+    float dir[3];        // unit
+};
+
+sharp_edge with_dir(const tr_edge& at, std::uint32_t place)
 {
-    const double limit = site.params->angle_tol;
-    for (std::uint32_t k = from; k < site.fan.count; ++k) {
-        const tr_h u = site.fan.first[k];
-        const tr_rec& tr = rec(u);
-        if (u == edge.tr || (tr.flags & tr_no_nrm) || shares_edge(rec(edge.tr), tr)) continue;
-        const int i = tr_vtx_index(site.v, tr);
-        if (i < 0) continue;
-        *partner = {u, i};
-        if (in_pair(*partner, line)) return false;
-        if (edge_sharp(limit, *partner) && edges_collinear(edge, *partner)) return true;
+    sharp_edge edge = {at, place, false, {}};
+    edge_vec(rec(at.tr), at.e, edge.dir);
+    edge.has_dir = vec_unit_checked(edge.dir);
+    return edge;
+}
+
+bool edges_collinear(const sharp_edge& a, const sharp_edge& b)
+{
+    if (!a.has_dir || !b.has_dir) return true;
+    const double d = vec_dot(a.dir, b.dir);
+    return d < -k_collinear_cos || d > k_collinear_cos;
+}
+
+// What the search for a line knows of the fan: where a line can go on, which is at sharp edges that
+// leave the vertex in their triangle, and where the line lies that was found. So that of a large
+// fan, each sharp edge is compared with nothing but directions.
+struct fan_lines {
+    sharp_edge leaving[k_most_valence]; // in the order of the fan
+    std::uint32_t leaving_count;
+    std::uint32_t on_line[k_most_valence]; // places whose leaving edge is one of the line's
+    std::uint32_t on_line_count;
+    feature_line line;
+};
+
+// Too large for the stack; one vertex is looked at at a time.
+fan_lines lines;
+
+// The edge of the fan triangle at place `k` that leaves the vertex; false where none can be the
+// continuation of another.
+bool leaving_edge(const vtx_site& site, std::uint32_t k, tr_edge* edge)
+{
+    const tr_h t = site.fan.first[k];
+    const tr_rec& tr = rec(t);
+    *edge = {t, tr_vtx_index(site.v, tr)};
+    return edge->e >= 0 && !(tr.flags & tr_no_nrm);
+}
+
+void collect_leaving(const vtx_site& site)
+{
+    lines.leaving_count = 0;
+    lines.on_line_count = 0;
+    lines.line = {};
+    for (std::uint32_t k = 0; k < site.fan.count; ++k) {
+        tr_edge edge;
+        if (leaving_edge(site, k, &edge) && edge_sharp(site.params->angle_tol, edge))
+            lines.leaving[lines.leaving_count++] = with_dir(edge, k);
+    }
+}
+
+void keep_line(const vtx_site& site, const tr_edge& first, const tr_edge& second)
+{
+    lines.line = {true, {first, second}};
+    for (std::uint32_t k = 0; k < site.fan.count; ++k) {
+        tr_edge edge;
+        if (leaving_edge(site, k, &edge) && in_pair(edge, lines.line))
+            lines.on_line[lines.on_line_count++] = k;
+    }
+}
+
+// Triangles that can't hold the continuation of an edge of `t`: itself, and those next to it.
+bool is_next_to(tr_h u, tr_h t)
+{
+    return u == t || shares_edge(rec(t), rec(u));
+}
+
+// An edge of the line that was found lies between the places `from` and `to`, both included, in a
+// triangle where the continuation of an edge of `t` could be: the search ends there.
+bool meets_line(const vtx_site& site, tr_h t, std::uint32_t from, std::uint32_t to)
+{
+    for (std::uint32_t i = 0; i < lines.on_line_count; ++i) {
+        const std::uint32_t k = lines.on_line[i];
+        if (k >= from && k <= to && !is_next_to(site.fan.first[k], t)) return true;
     }
     return false;
 }
 
+// Looks for the continuation of the sharp edge among the fan triangles behind its own, leaving out
+// those next to it. Only the edge that leaves the vertex in each of them is looked at.
+const sharp_edge* line_partner(const vtx_site& site, const sharp_edge& edge)
+{
+    for (std::uint32_t i = 0; i < lines.leaving_count; ++i) {
+        const sharp_edge& other = lines.leaving[i];
+        if (other.place <= edge.place || !edges_collinear(edge, other)) continue;
+        if (is_next_to(other.at.tr, edge.at.tr)) continue;
+        return meets_line(site, edge.at.tr, edge.place + 1, other.place) ? nullptr : &other;
+    }
+    return nullptr;
+}
+
 // Both edges of the fan triangle at place `k` through the vertex. Returns false when one of them
 // starts a second line: the vertex is a corner then.
-bool take_in_tr(const vtx_site& site, std::uint32_t k, feature_line* line)
+bool take_in_tr(const vtx_site& site, std::uint32_t k)
 {
-    const tr_h t = site.fan.first[k];
-    const tr_rec& tr = rec(t);
-    const int i = tr_vtx_index(site.v, tr);
-    if (i < 0 || (tr.flags & tr_no_nrm)) return true;
-    for (const int e : {i, prev3(i)}) {
-        const tr_edge edge = {t, e};
-        tr_edge partner;
-        if (in_pair(edge, *line) || !edge_sharp(site.params->angle_tol, edge)) continue;
-        if (!line_partner(site, edge, k + 1, *line, &partner)) continue;
-        if (line->found) return false;
-        *line = {true, {edge, partner}};
+    tr_edge leaving;
+    if (!leaving_edge(site, k, &leaving)) return true;
+    for (const int e : {leaving.e, prev3(leaving.e)}) {
+        const tr_edge edge = {leaving.tr, e};
+        if (in_pair(edge, lines.line) || !edge_sharp(site.params->angle_tol, edge)) continue;
+        const sharp_edge* partner = line_partner(site, with_dir(edge, k));
+        if (!partner) continue;
+        if (lines.line.found) return false;
+        keep_line(site, edge, partner->at);
     }
     return true;
 }
 
 bool find_line(const vtx_site& site, feature_line* line)
 {
-    *line = {};
+    collect_leaving(site);
     for (std::uint32_t k = 0; k < site.fan.count; ++k)
-        if (!take_in_tr(site, k, line)) return false;
+        if (!take_in_tr(site, k)) return false;
+    *line = lines.line;
     return line->found;
 }
 

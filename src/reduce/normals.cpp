@@ -4,6 +4,9 @@
 #include "mesh/plane.h"
 #include "mesh/vec.h"
 #include "plg/plg.h"
+#include "reduce/last_nrms.h"
+
+#include <cstring>
 
 namespace velmora {
 
@@ -17,22 +20,20 @@ bool is_degenerate(const tr_rec& tr)
     return (tr.flags & tr_no_nrm) != 0;
 }
 
-bool same_nrm_later(const vtx_fan& fan, std::uint32_t place)
-{
-    const float* nrm = rec(fan.first[place]).nrm;
-    for (std::uint32_t k = place + 1; k < fan.count; ++k)
-        if (pts_equal(nrm, rec(fan.first[k]).nrm)) return true;
-    return false;
-}
+constexpr std::uint32_t k_most_trs = 65537; ///< of a fan
+
+// Of the fan at hand: no triangle further on has the same normal.
+bool is_last[k_most_trs];
 
 // Each distinct normal counts once, at its last place in the fan: a flat region of many triangles
 // weighs no more than one triangle.
 bool vtx_nrm_sum(const vtx_fan& fan, float* nrm)
 {
     vec_set(nrm, 0.0f, 0.0f, 0.0f);
+    mark_last_nrms(fan, is_last);
     for (std::uint32_t k = 0; k < fan.count; ++k) {
         const tr_rec& tr = rec(fan.first[k]);
-        if (is_degenerate(tr) || same_nrm_later(fan, k)) continue;
+        if (is_degenerate(tr) || !is_last[k]) continue;
         vec_add(nrm, tr.nrm, nrm);
     }
     if (vec_unit_checked(nrm)) return true;
@@ -216,6 +217,40 @@ void search_round(const vtx_fan& fan, nrm_search* s)
     }
 }
 
+bool same_state(const nrm_search& a, const nrm_search& b)
+{
+    return std::memcmp(a.nrm, b.nrm, sizeof a.nrm) == 0 &&
+           std::memcmp(a.saved, b.saved, sizeof a.saved) == 0 && a.has_saved == b.has_saved &&
+           a.flipped == b.flipped && a.success == b.success;
+}
+
+// A round depends on what the search remembers and on nothing else, so once that is what it was
+// before, the rounds repeat themselves, and only what is left over after whole periods has to be
+// done. Mostly that is soon: a good normal stays as it is. The state to compare with is renewed
+// after 1, 2, 4, 8 ... rounds (Brent 1980).
+void search_rounds(const vtx_fan& fan, nrm_search* s)
+{
+    nrm_search earlier = *s;
+    std::uint32_t since = 0; // rounds since `earlier`
+    std::uint32_t renew_at = 1;
+    std::uint32_t left = fan.count;
+    bool repeats = false;
+    while (left > 0) {
+        search_round(fan, s);
+        --left;
+        ++since;
+        if (repeats) continue;
+        if (same_state(*s, earlier)) {
+            left %= since;
+            repeats = true;
+        } else if (since == renew_at) {
+            earlier = *s;
+            since = 0;
+            renew_at *= 2;
+        }
+    }
+}
+
 } // namespace
 
 void vtx_nrm_all(vtx_table* table)
@@ -245,8 +280,7 @@ void get_nrm4vtx(const vtx_table& table, vtx_info* info)
     nrm_search s = {};
     vec_copy(info->nrm, s.nrm);
     vec_copy(info->nrm, s.saved);
-    for (std::uint32_t round = 0; round < fan.count; ++round)
-        search_round(fan, &s);
+    search_rounds(fan, &s);
     vec_copy(s.success ? s.nrm : s.saved, info->nrm);
 }
 

@@ -14,7 +14,6 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t k_least_valence = 2;
-constexpr std::uint32_t k_most_valence = 10000;
 constexpr double k_least_dot = 1.1754943508222875e-38; ///< smallest normal float
 
 bool in_valence_range(const vtx_site& site)

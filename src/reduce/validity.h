@@ -13,6 +13,8 @@
 
 namespace velmora {
 
+constexpr std::uint32_t k_most_valence = 10000; ///< no pass looks at a larger fan
+
 /// A vertex under judgement: what every test needs to know of it.
 struct vtx_site {
     const reduce_params* params;
