@@ -1,0 +1,153 @@
+// Whatever is written can be read again, by an independent reader too, and holds no NaN.
+#include "program/program_run.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace velmora {
+namespace {
+
+constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
+constexpr const char* k_ways[] = {" -q 1 -r 0.05 -c 0.9", " -q 2 -j 0.8",
+                                  " -q 3 -r 0.05 -c 0.9 -i 2", " -q 4 -r 0.1 -c 0.9 -a 35",
+                                  " -q 1 -r 1 -c 0.9 -S -P -h 0.4"};
+
+// The number behind `label`, or -1.
+long number_after(const std::string& text, const std::string& label)
+{
+    const std::size_t at = text.find(label);
+    return at == std::string::npos ? -1 : std::atol(text.c_str() + at + label.size());
+}
+
+long triangles_written(const program_result& r, const std::string& name)
+{
+    return number_after(r.log, "wrote output file  \"" + name + "\" : ");
+}
+
+bool is_nan_at(const std::string& bytes, std::size_t at)
+{
+    float value = 0.0f;
+    std::memcpy(&value, bytes.data() + at, sizeof value);
+    return std::isnan(value);
+}
+
+bool has_nan(const std::string& binary_stl)
+{
+    for (std::size_t at = 84; at + 50 <= binary_stl.size(); at += 50)
+        for (std::size_t k = 0; k < 12; ++k)
+            if (is_nan_at(binary_stl, at + 4 * k)) return true;
+    return false;
+}
+
+/// Reads a file with admesh; its own parser, nothing of this program's.
+long facets_by_admesh(const run_folder& dir, const std::string& name)
+{
+    const program_result r =
+        dir.run("-V 0 2>/dev/null; admesh --no-check " + name + " > admesh.txt");
+    EXPECT_EQ(r.status, 0) << name << r.log;
+    return number_after(dir.read("admesh.txt"), "Number of facets                 :");
+}
+
+bool has_admesh()
+{
+    return std::system("command -v admesh >/dev/null") == 0;
+}
+
+TEST(honest_output, another_reader_finds_as_many_triangles)
+{
+    if (!has_admesh()) GTEST_SKIP() << "admesh is not installed";
+    const run_folder dir;
+    dir.write("box.stl", binary_stl(box_mesh(3, 3, 3, 5)));
+    dir.write("sheet.stl", binary_stl(sheet_mesh(5, 9)));
+    for (const char* in : {"box.stl", "sheet.stl"}) {
+        for (const char* way : k_ways) {
+            for (const char* out : {"out.stl", "out.astl"}) {
+                SCOPED_TRACE(std::string(in) + way + out);
+                const program_result r = dir.run(std::string("-f ") + in + " -o " + out + way);
+                const long written = triangles_written(r, out);
+                EXPECT_GT(written, 1);
+                EXPECT_EQ(facets_by_admesh(dir, out), written);
+                const program_result again =
+                    dir.run(std::string("-f ") + out + " -o again.stl" + k_as_is);
+                EXPECT_EQ(triangles_written(again, "again.stl"), written);
+            }
+        }
+    }
+}
+
+/// Bytes that look like models and make no sense.
+struct rubbish {
+    std::mt19937 rng;
+
+    std::uint32_t below(std::uint32_t limit)
+    {
+        return static_cast<std::uint32_t>(rng() % limit);
+    }
+    // Any bits, small whole numbers, or numbers at the ends of their range.
+    float number()
+    {
+        const float ends[] = {1e38f, -1e38f, 1e-38f, 1e-45f, 0.0f, -0.0f, 9.9e9f, 1e10f};
+        const auto bits = static_cast<std::uint32_t>(rng());
+        float any = 0.0f;
+        std::memcpy(&any, &bits, sizeof any);
+        const std::uint32_t kind = below(40);
+        return kind == 0 ? any : kind < 4 ? ends[below(8)] : static_cast<float>(below(5));
+    }
+    std::string binary()
+    {
+        std::vector<facet> facets(20 + below(200));
+        for (facet& f : facets)
+            for (auto& corner : f.corners)
+                for (float& c : corner)
+                    do
+                        c = number();
+                    while (std::isnan(c)); // would end the reading there
+        return binary_stl(facets);
+    }
+    std::string native(const std::string& sound)
+    {
+        std::string model = sound;
+        for (std::uint32_t n = 1 + below(20); n > 0; --n)
+            model[112 + below(static_cast<std::uint32_t>(model.size()) - 112)] =
+                static_cast<char>(below(4) ? below(256) : 255);
+        return model;
+    }
+};
+
+TEST(honest_output, holds_no_nan_whatever_came_in)
+{
+    const run_folder dir;
+    dir.write("box.stl", binary_stl(box_mesh(3, 3, 3, 3)));
+    dir.run(std::string("-f box.stl -o box.kvd") + k_as_is);
+    const std::string sound = dir.read("box.kvd");
+    rubbish from = {std::mt19937(7)};
+    int written = 0;
+    for (std::uint32_t round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        const std::string in = round % 2 ? "in.stl" : "in.kvd";
+        dir.write(in, round % 2 ? from.binary() : from.native(sound));
+        const std::string files = "-f " + in + " -O b -o out.stl -e gone.stl";
+        const char* kill = round % 3 ? "" : " -K inf";
+        const program_result r = dir.run(files + k_ways[round % 5] + kill);
+        EXPECT_EQ(r.status, 0);
+        const std::string out = dir.read("out.stl");
+        EXPECT_FALSE(has_nan(out));
+        EXPECT_FALSE(has_nan(dir.read("gone.stl")));
+        if (triangles_written(r, "out.stl") < 1) continue;
+        ++written;
+        const program_result again =
+            dir.run(std::string("-f out.stl -o again.stl -K inf") + k_as_is);
+        EXPECT_EQ(again.log.find("input file error"), std::string::npos) << again.log;
+        EXPECT_EQ(number_after(again.log, "default 0.000001 point merge tolerance used.\nvelmora("
+                                          "info): "),
+                  static_cast<long>(facets_of(out).size()));
+    }
+    EXPECT_GT(written, 25);
+}
+
+} // namespace
+} // namespace velmora
