@@ -161,6 +161,25 @@ TEST_F(failure_run, an_input_that_ends_early_is_told)
     EXPECT_TRUE(holds(whole, "wrote output file")) << whole.log;
 }
 
+// Stopped while it waits for a slow reader: what was begun is written to its end, then the run
+// ends.
+TEST_F(failure_run, a_write_that_is_interrupted_goes_on)
+{
+    dir.write("many.stl", binary_stl(sheet_mesh(60, 60)));
+    const program_result r = dir.run(
+        "-V 0 2>/dev/null; mkfifo pipe; { exec 3<pipe; while ! [ -e go ]; do sleep 0.05; done; "
+        "cat <&3 >got; } & { exec " VELMORA_PROGRAM
+        " -O a -q 4 -a 1 -r 1 -c 1 <many.stl >pipe; } & "
+        "run=$!; while ! grep -q 'reduced form' .log; do sleep 0.05; done; "
+        "sleep 0.2; kill -TERM $run; sleep 0.1; touch go; wait $run");
+    EXPECT_EQ(r.status, 255);
+    EXPECT_TRUE(holds(r, "program aborted by the user\n")) << r.log;
+    EXPECT_TRUE(holds(r, "wrote output file")) << r.log;
+    for (int i = 0; i < 100 && count_of("endfacet\n", dir.read("got")) < 7200; ++i)
+        usleep(20000);
+    EXPECT_EQ(count_of("endfacet\n", dir.read("got")), 7200u);
+}
+
 // The file ends at `limit`, as on a disk that is full; so does the log, which is shorter.
 program_result run_with_full_disk(const run_folder& dir, const std::string& options, rlim_t limit)
 {
