@@ -243,26 +243,6 @@ TEST_F(box_tree, collected_list_begins_with_what_was_found_last)
     list_free(&found);
 }
 
-TEST_F(box_tree, every_refused_piece_of_memory_fails_the_insertion)
-{
-    bool all_went = false;
-    for (std::uint64_t nth = 1; !all_went; ++nth) {
-        TearDown();
-        letters.clear();
-        objs.clear();
-        mesh_ctx_init(&ctx, nullptr);
-        ctx.root = cell_tree_new(k_cube, 1, 3, 0, &ctx);
-        add('a', {{0, 0, 0}, {8, 8, 8}});
-        const obj_h o = cell_obj_ref(cell_obj_new());
-        rec(o).box = k_cube;
-        heap_fail_nth(nth);
-        all_went = tree_add(o, nullptr, &ctx);
-        EXPECT_EQ(all_went, heap_calls() < nth);
-        heap_fail_nth(0);
-        cell_obj_release(o);
-    }
-}
-
 // Two of three triangles, and with the last ones whole branches.
 TEST(cell_tree, removing_many_at_once_gives_the_tree_of_removing_each)
 {

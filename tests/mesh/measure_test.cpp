@@ -179,26 +179,4 @@ static const seg_case seg_cases[] = {
      1.525089639624429},
 };
 
-TEST(distance, to_a_segment_is_that_to_its_nearest_point)
-{
-    for (const seg_case& c : seg_cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(pt_seg_dist(c.a, c.b, c.p), c.dist);
-    }
-}
-
-TEST(distance, to_a_plane_has_the_sign_of_the_stored_normal)
-{
-    mesh_fixture m("a 0 0 0  b 8 0 0  c 0 8 0", "abc");
-    tr_rec& tr = m.at("abc");
-    vec_set(tr.nrm, 0, 0, -1); // not what the corners say
-    const float over[3] = {0, 0, 4};
-    EXPECT_EQ(pt_tr_dist(tr, over), -4.0);
-    m.set_merge_tol(4.0f);
-    EXPECT_EQ(pt_tr_dist(tr, over), 4.0); // equal to a corner: the plain distance
-    tr.flags |= tr_no_nrm;
-    const float beside[3] = {4, -3, 4};
-    EXPECT_EQ(pt_tr_dist(tr, beside), 5.0); // from the nearest edge
-}
-
 } // namespace velmora

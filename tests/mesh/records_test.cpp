@@ -150,18 +150,6 @@ TEST_F(loose_records, identities_start_above_the_number_of_triangles)
 
 static const char* const k_quad = "a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0";
 
-TEST(links, are_cleared_on_both_sides)
-{
-    mesh_fixture m(k_quad, "abc acd adb");
-    m.link("abc", "acd");
-    m.link("acd", "adb");
-    m.at("adb").nbr[1] = m.tr("abc"); // which does not answer
-    tr_unlink_nbrs(m.tr("abc"));
-    EXPECT_EQ(m.nbrs("abc"), "- - -");
-    EXPECT_EQ(m.nbrs("acd"), "- - adb");
-    EXPECT_EQ(m.nbrs("adb"), "acd abc -");
-}
-
 TEST(links, of_a_fold_are_cleared_both_times)
 {
     mesh_fixture m(k_quad, "abc acb");
@@ -208,16 +196,6 @@ TEST(deletion, of_what_others_hold_counts_once)
     EXPECT_EQ(m.at("acd").refs, 0u);
     EXPECT_NE(tr_new(&m.err), m.tr("abc")); // still no slot for strangers
     EXPECT_TRUE(m.counts_are_exact());
-}
-
-TEST(deletion, of_its_object_leaves_a_triangle_without_one)
-{
-    mesh_fixture m(k_quad, "abc");
-    const tr_h t = tr_ref(m.tr("abc"));
-    tree_remove(m.obj("abc"), &m.ctx);
-    EXPECT_EQ(rec(t).refs, 1u);
-    EXPECT_FALSE(rec(t).cell);
-    tr_release(t);
 }
 
 TEST(obj_list, newest_entry_is_in_front)

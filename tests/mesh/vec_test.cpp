@@ -36,19 +36,6 @@ TEST(vec, distance_takes_float_differences_and_double_squares)
     EXPECT_EQ(pt_dist(a, b), 11.056522825726272);
 }
 
-TEST(vec, diff_and_cross_have_their_signs)
-{
-    const float a[3] = {1, 2, 3};
-    const float b[3] = {5, 7, 11};
-    const float diff[3] = {4, 5, 8};
-    const float cross[3] = {1, 4, -3};
-    float out[3];
-    vec_diff(a, b, out);
-    EXPECT_TRUE(pts_same(out, diff));
-    vec_cross(a, b, out);
-    EXPECT_TRUE(pts_same(out, cross));
-}
-
 TEST(vec, checked_unit_leaves_short_vectors_alone)
 {
     const float too_short = std::nextafter(k_step, 0.0f);

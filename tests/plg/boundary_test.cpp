@@ -79,34 +79,6 @@ constexpr const char* k_plate = "a 0 0 0  b 1 0 0  c 2 0 0  d 0 1 0  e 1 1 0  f 
 
 } // namespace
 
-TEST(boundary, closed_mesh_has_none)
-{
-    traced_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 0 1", "acb abd bcd cad");
-    m.link_all("acb-abd acb-bcd acb-cad abd-bcd bcd-cad cad-abd");
-    EXPECT_TRUE(m.trace());
-    EXPECT_EQ(m.topo.plg_list, nullptr);
-    EXPECT_EQ(m.topo.plg_count, 0);
-    EXPECT_EQ(m.topo.lone_count, 0);
-    EXPECT_EQ(m.flag_count(tr_prob_31), 0u);
-}
-
-TEST(boundary, two_triangles_make_one_closed_polygon)
-{
-    traced_mesh m(k_quad, "abc bdc");
-    m.link("abc", "bdc");
-    cold_for_write(m.tr("abc"))->corner_val[0] = 7.0f;
-    EXPECT_TRUE(m.trace());
-    EXPECT_EQ(m.polygons(), "cabdc");
-    EXPECT_EQ(m.sources(), "abc abc bdc bdc");
-    EXPECT_EQ(m.topo.plg_count, 1);
-    EXPECT_EQ(m.flag_count(tr_prob_31 | tr_on_boundary), 2u);
-    const plg_rec& plg = m.topo.plg_list->plg;
-    EXPECT_TRUE(plg_is_closed(plg));
-    EXPECT_EQ(plg.points[0].weight, 65535.0f);
-    EXPECT_EQ(plg.points[1].weight, 7.0f);
-    EXPECT_TRUE(m.counts_are_exact());
-}
-
 TEST(boundary, points_lead_back_to_their_vertices)
 {
     traced_mesh m(k_quad, "abc bdc");
@@ -152,17 +124,6 @@ TEST(boundary, rim_that_passes_a_vertex_twice_is_split_there)
     EXPECT_EQ(m.flag_count(tr_on_boundary), 4u);
 }
 
-TEST(boundary, outer_rim_and_hole_are_two_polygons)
-{
-    // A square ring between the corners a to d and the inner ones e to h.
-    traced_mesh m("a 0 0 0  b 9 0 0  c 9 9 0  d 0 9 0  e 3 3 0  f 6 3 0  g 6 6 0  h 3 6 0",
-                  "abe bfe bcf cgf cdg dhg dah aeh");
-    m.link_all("abe-bfe bfe-bcf bcf-cgf cgf-cdg cdg-dhg dhg-dah dah-aeh aeh-abe");
-    EXPECT_TRUE(m.trace());
-    EXPECT_EQ(m.polygons(), "fehgf abcda");
-    EXPECT_EQ(m.topo.plg_count, 2);
-}
-
 // Across the gap the triangles are neighbours, but their corners lie apart: b against e, c against
 // f. The boundary is not followed over it however small it is, since only equal places join.
 TEST(boundary, gap_stays_open)
@@ -189,15 +150,6 @@ TEST(boundary, link_to_a_dead_triangle_is_an_open_edge)
     links_may_dangle = true;
     EXPECT_TRUE(m.trace());
     EXPECT_EQ(m.polygons(), "cabdc");
-}
-
-TEST(boundary, empty_tree_has_no_polygons)
-{
-    traced_mesh m(k_quad, "abc");
-    mesh_ctx empty = m.ctx;
-    empty.root = {};
-    EXPECT_EQ(trace_boundaries(&m.err, &empty), stage_ok);
-    EXPECT_EQ(m.topo.plg_list, nullptr);
 }
 
 struct join_case {
@@ -267,27 +219,6 @@ TEST(tr_edges, triangle_without_a_boundary_opens_no_polygon)
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "add_first_points: ERROR, impossible condition\n"
               "add_first_points: ERROR, triangle has three neighbors\n");
-}
-
-TEST(boundary, running_out_of_memory_leaves_lists_that_can_be_freed)
-{
-    for (std::uint64_t nth = 1;; ++nth) {
-        SCOPED_TRACE(nth);
-        traced_mesh m("a 0 0 0  b 1 0 0  c 2 0 0  d 0 1 0  e 1 1 0  f 2 1 0  g 0 2 0  h 1 2 0  "
-                      "i 2 2 0  j 5 0 0  k 6 0 0  l 5 1 0",
-                      "abe aed efi eih jkl");
-        m.link_all("abe-aed efi-eih");
-        testing::internal::CaptureStderr();
-        heap_fail_nth(nth);
-        const bool done = m.trace();
-        const std::uint64_t calls = heap_calls();
-        heap_fail_nth(0);
-        testing::internal::GetCapturedStderr();
-        EXPECT_EQ(done, calls < nth);
-        EXPECT_EQ(m.err, done ? err_none : err_no_memory);
-        EXPECT_TRUE(m.counts_are_exact());
-        if (done) break;
-    }
 }
 
 } // namespace velmora

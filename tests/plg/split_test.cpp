@@ -218,30 +218,4 @@ TEST(split, long_polygons_take_no_longer_per_point)
     plg_list_free(&list);
 }
 
-// A cut changes no number of segments, so a list of whole polygons shows by their sum.
-TEST(split, leaves_a_sound_list_when_memory_runs_out)
-{
-    for (std::uint64_t nth = 1;; ++nth) {
-        plg_cell* list = make_list({"abcadea", "abca", "abcdcebfa", "abcdbe"});
-        std::int32_t count = 4;
-        testing::internal::CaptureStderr();
-        heap_fail_nth(nth);
-        const bool done = plg_split_all(&list, &count);
-        const std::uint64_t calls = heap_calls();
-        heap_fail_nth(0);
-        testing::internal::GetCapturedStderr();
-        std::uint32_t segs = 0;
-        std::int32_t cells = 0;
-        for (const plg_cell* c = list; c; c = c->next, ++cells) {
-            segs += c->plg.segs.count;
-            EXPECT_EQ(c->plg.points.count, c->plg.segs.count + 1);
-        }
-        plg_list_free(&list);
-        EXPECT_EQ(segs, 22u);
-        EXPECT_EQ(cells, count);
-        EXPECT_EQ(done, calls < nth);
-        if (done) break;
-    }
-}
-
 } // namespace velmora

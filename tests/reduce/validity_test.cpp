@@ -59,15 +59,6 @@ TEST(trial, spares_good_triangles_and_worsens_no_bad_one)
     }
 }
 
-TEST(trial, lets_triangles_die)
-{
-    reduce_mesh m("b -1 0 0  c 1 0 0  o 0 2 0", "obc");
-    m.params.height_ratio = 0.25;
-    m.params.min_angle_cos = 0.6;
-    m.enter();
-    EXPECT_TRUE(trial_passes(m.site('o'), m.vtx('b'), test_shape));
-}
-
 TEST(trial, leaves_the_marks_of_dying_triangles_when_refused)
 {
     reduce_mesh m(k_hexagon_points, k_hexagon_trs);

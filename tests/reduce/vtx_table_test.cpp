@@ -18,17 +18,6 @@ TEST(vtx_table, lists_vertices_as_the_tree_meets_their_corners)
     EXPECT_TRUE(m.counts_are_exact());
 }
 
-TEST(vtx_table, grows_from_too_small_a_guess_and_enters_nobody_twice)
-{
-    reduce_mesh m(sheet_points(7), sheet_trs(7));
-    ASSERT_EQ(vtx_table_init(0, &m.table, &m.err), stage_ok);
-    for (int i = 0; i < 2; ++i)
-        ASSERT_EQ(vtx_table_fill(&m.table, &m.ctx), stage_ok);
-    EXPECT_EQ(m.table.count, 49u);
-    EXPECT_EQ(m.table.capacity, 50u);
-    EXPECT_TRUE(m.holders_are_exact());
-}
-
 // o goes from the fan that was found for it and lives on in oxy; xzy leaves the tree.
 TEST(vtx_table, is_forgotten_by_all_vertices_when_it_goes)
 {

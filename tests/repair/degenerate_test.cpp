@@ -39,13 +39,6 @@ struct pinched {
     }
 };
 
-TEST(degenerates, are_not_looked_for_twice_where_there_are_none)
-{
-    pinched p;
-    EXPECT_EQ(remove_all(&p.m, 1.0), stage_ok);
-    EXPECT_EQ(p.m.tr_count(), 6u);
-}
-
 TEST(short_edge, vanishes_with_both_its_triangles)
 {
     pinched p;
@@ -86,14 +79,6 @@ TEST(short_edge, is_no_longer_than_the_bound)
     p.m.at("cde").flags |= tr_no_nrm;
     EXPECT_EQ(remove_all(&p.m, 0.1249), stage_ok);
     EXPECT_EQ(p.m.vtx_count(), 6u); // it went as a cap
-}
-
-TEST(short_edge, lies_between_two_records)
-{
-    mesh_fixture one("a 0 0 0  b 1 0 0", "aab");
-    one.at("aab").flags |= tr_no_nrm;
-    EXPECT_EQ(remove_all(&one, 0.5), stage_ok);
-    EXPECT_EQ(one.tr_count(), 1u);
 }
 
 // The cap a-b-x with its apex x on the long edge a-b, b-a-r across it, and neighbours all around.
@@ -140,19 +125,6 @@ TEST(cap, makes_way_for_two_triangles_at_its_apex)
     EXPECT_EQ(rec(right).id + 1, rec(left).id);
     EXPECT_EQ(rec(left).nrm[2], rec(right).nrm[2]);
     EXPECT_EQ(links_may_dangle, false);
-}
-
-TEST(cap, is_just_deleted_at_an_open_border)
-{
-    for (const char* trs : {"abx axy xby", "abx bar"}) {
-        capped c(trs);
-        const std::uint32_t before = c.m.tr_count();
-        EXPECT_EQ(remove_all(&c.m), stage_ok);
-        EXPECT_EQ(c.m.tr_count(), before - 1);
-        EXPECT_EQ(c.m.flag_count(tr_no_nrm), 0u);
-        EXPECT_TRUE(c.m.links_are_mutual());
-        EXPECT_TRUE(c.m.counts_are_exact());
-    }
 }
 
 TEST(cap, is_kept_where_a_split_would_fold_the_surface)
@@ -284,28 +256,6 @@ TEST(sweep, keeps_counts_exact_on_crumpled_sheets)
         if (!links_may_dangle) {
             EXPECT_TRUE(m.links_are_mutual());
         }
-    }
-}
-
-TEST(sweep, fails_cleanly_when_memory_runs_out)
-{
-    for (std::uint64_t nth = 1;; ++nth) {
-        const solid s = crumpled(5, 3);
-        mesh_fixture m(s.points, s.trs);
-        link_all(&m);
-        give_normals(&m);
-        set_limits(&m, 4, 6);
-        heap_fail_nth(nth);
-        const stage_result result = remove_all(&m, 0.3);
-        const bool refused = heap_calls() >= nth;
-        heap_fail_nth(0);
-        if (!refused) {
-            EXPECT_EQ(result, stage_ok);
-            EXPECT_GT(nth, 20u);
-            break;
-        }
-        EXPECT_EQ(result, stage_failed);
-        EXPECT_EQ(m.err, err_no_memory);
     }
 }
 

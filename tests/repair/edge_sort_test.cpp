@@ -59,47 +59,6 @@ void expect_stable_order(const edge_sort& t)
 
 } // namespace
 
-TEST(edge_sort, nothing_sorts_to_nothing)
-{
-    edge_sort table;
-    ASSERT_TRUE(edge_sort_build({}, &table));
-    EXPECT_TRUE(edge_sort_run(&table));
-    EXPECT_EQ(table.count, 0u);
-    edge_sort_free(&table);
-}
-
-TEST(edge_sort, record_number_tells_corner_edge_and_twin)
-{
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0", "abc");
-    sorted_table s(&m);
-    ASSERT_EQ(s.table.count, 6u);
-    for (std::uint32_t r = 0; r < 6; ++r) {
-        EXPECT_EQ(edge_is_start(r), edge_corner(r) == edge_slot(r));
-        EXPECT_EQ(edge_slot(edge_twin(r)), edge_slot(r));
-        EXPECT_EQ(edge_corner(edge_is_start(r) ? edge_twin(r) : r), next3(edge_slot(r)));
-        EXPECT_EQ(edge_tr(s.table, r), m.tr("abc"));
-    }
-    EXPECT_EQ(edge_vtx(s.table, 5), m.vtx('a'));
-}
-
-// c < a < b: both triangles have the edge a-b, in opposite directions.
-TEST(edge_sort, shared_edge_meets_in_both_directions)
-{
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 -1 0  d 2 1 0", "abd bac", soup);
-    sorted_table s(&m);
-    std::uint32_t pairs = 0;
-    for (std::uint32_t place = 0; place < s.table.count; place = edge_pair_end(s.table, place)) {
-        const std::uint32_t users = edge_pair_end(s.table, place) - place;
-        ASSERT_LE(users, 2u);
-        if (users == 1) continue;
-        ++pairs;
-        EXPECT_NE(edge_tr(s.table, s.table.sorted[place]),
-                  edge_tr(s.table, s.table.sorted[place + 1]));
-        EXPECT_NE(edge_is_start(s.table.sorted[place]), edge_is_start(s.table.sorted[place + 1]));
-    }
-    EXPECT_EQ(pairs, 2u);
-}
-
 TEST(edge_sort, ranks_order_as_comparisons_do)
 {
     for (unsigned seed = 1; seed < 60; ++seed) {
@@ -143,19 +102,6 @@ TEST(edge_sort, nan_falls_back_to_comparing)
     }
 }
 
-TEST(edge_sort, long_runs_of_one_corner_are_sorted)
-{
-    std::vector<mesh_fixture::point> points = {{0, 0, 0}};
-    std::vector<mesh_fixture::corners> trs;
-    for (int i = 1; i <= 200; ++i) {
-        points.push_back({1, static_cast<float>((i * 37) % 200), 0});
-        trs.push_back({0, i, i == 200 ? 1 : i + 1});
-    }
-    mesh_fixture m(points, trs, soup);
-    sorted_table s(&m);
-    expect_stable_order(s.table);
-}
-
 TEST(edge_sort, walks_pass_over_what_was_taken_out)
 {
     mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0", "abc");
@@ -165,23 +111,6 @@ TEST(edge_sort, walks_pass_over_what_was_taken_out)
     EXPECT_EQ(edge_next_live(s.table, 0), 3u);
     edge_take_out(&s.table, s.table.sorted[5]);
     EXPECT_EQ(edge_next_live(s.table, 4), 6u);
-}
-
-TEST(edge_sort, running_out_of_memory_leaves_nothing)
-{
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0", "abc bcd");
-    obj_list objs = {};
-    ASSERT_TRUE(list_push(&objs, m.obj("abc")));
-    bool done = false;
-    for (std::uint64_t nth = 1; !done; ++nth) {
-        ASSERT_LT(nth, 20u);
-        heap_fail_nth(nth);
-        edge_sort table;
-        done = edge_sort_build(objs, &table) && edge_sort_run(&table) && heap_calls() < nth;
-        edge_sort_free(&table);
-    }
-    heap_fail_nth(0);
-    list_free(&objs);
 }
 
 } // namespace velmora

@@ -105,16 +105,6 @@ TEST(segment_against_triangle, is_classed_alike_from_both_ends)
     }
 }
 
-TEST(segment_against_triangle, does_without_a_normal)
-{
-    mesh_fixture m("a 0 0 0  b 4 0 0  c 0 4 0", "abc");
-    const float from[3] = {1, 1, -1};
-    const float to[3] = {1, 1, 1};
-    EXPECT_EQ(segment_triangle_class(m.at("abc"), from, to), crossing_inside);
-    m.set_merge_tol(5.0f);
-    EXPECT_EQ(segment_triangle_class(m.at("abc"), from, to), crossing_miss);
-}
-
 TEST(ray_to_box_exit, stops_at_the_first_face_and_never_goes_back)
 {
     const aabb box = {{0, 0, 0}, {4, 8, 16}};
@@ -225,13 +215,6 @@ TEST(seed_ray, finds_its_way_where_single_steps_are_lost_in_rounding)
     }
 }
 
-TEST(seed_ray, is_not_clean_without_a_step)
-{
-    stack still(2);
-    still.m.set_merge_tol(0.0f);
-    EXPECT_FALSE(still.cast(still.middle(0), 0, 0, 1).clean);
-}
-
 TEST(seed_ray, ends_in_a_model_without_bounds)
 {
     const float inf = std::numeric_limits<float>::infinity();
@@ -245,14 +228,6 @@ TEST(seed_ray, ends_in_a_model_without_bounds)
     endless.cast(endless.middle(0), 1, 0, 0);
     endless.cast(endless.middle(0), 0.6f, 0, 0.8f);
     endless.cast(endless.m.trs[0], 0, 0, 1);
-}
-
-TEST(seed_ray, is_the_same_with_a_tolerance_beyond_counting)
-{
-    stack st(3);
-    st.m.set_merge_tol(1.0e-30f); // the end lies about 1e20 steps past the box
-    EXPECT_TRUE(st.cast(st.middle(0), 0, 0, 1).clean);
-    EXPECT_TRUE(st.cast(st.middle(1), 0, 0, 1).odd);
 }
 
 } // namespace

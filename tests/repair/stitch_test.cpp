@@ -249,49 +249,6 @@ TEST(stitch, walks_without_order_link_the_same)
         EXPECT_EQ(m.nbrs(m.names[static_cast<std::size_t>(i)]), expected[i]);
 }
 
-TEST(stitch, nothing_and_one_triangle_stay)
-{
-    EXPECT_TRUE(stitch_edges({}));
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0", "abc");
-    stitch(&m);
-    EXPECT_EQ(m.nbrs("abc"), "- - -");
-}
-
-TEST(stitch, winding_plays_no_part)
-{
-    for (const char* trs : {"abc bad", "abc abd"}) {
-        SCOPED_TRACE(trs);
-        mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0", trs);
-        stitch(&m);
-        EXPECT_EQ(m.nbrs("abc"), m.names[1] + " - -");
-        EXPECT_EQ(m.nbrs(m.names[1]), "abc - -");
-    }
-}
-
-TEST(stitch, edge_with_three_users_is_left_alone)
-{
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0  e 0 0 1", "abc abd abe bce");
-    stitch(&m);
-    EXPECT_EQ(m.nbrs("abc"), "- bce -");
-    EXPECT_EQ(m.nbrs("abd"), "- - -");
-    EXPECT_EQ(m.nbrs("abe"), "- bce -");
-}
-
-TEST(stitch, duplicates_are_no_neighbours)
-{
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0", "abc cba");
-    stitch(&m);
-    EXPECT_EQ(m.link_count(), 0u);
-}
-
-TEST(stitch, last_bit_keeps_edges_apart)
-{
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0", "abc bad", soup);
-    rec(m.corner("bad", 'b')).pos[0] = std::nextafterf(1.0f, 2.0f);
-    stitch(&m);
-    EXPECT_EQ(m.link_count(), 0u);
-}
-
 TEST(stitch, soup_shares_records_afterwards)
 {
     mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0", "abc bad", soup);
@@ -302,19 +259,6 @@ TEST(stitch, soup_shares_records_afterwards)
     EXPECT_EQ(rec(m.corner("abc", 'a')).refs, refs);
     EXPECT_TRUE(m.counts_are_exact());
     EXPECT_TRUE(m.links_are_mutual());
-}
-
-TEST(stitch, taken_slot_is_kept)
-{
-    mesh_fixture m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0  e 0 0 1", "abc abd abe");
-    m.link("abc", "abe");
-    obj_list objs = {};
-    ASSERT_TRUE(list_push(&objs, m.obj("abc")));
-    ASSERT_TRUE(list_push(&objs, m.obj("abd")));
-    EXPECT_TRUE(stitch_edges(objs));
-    list_free(&objs);
-    EXPECT_EQ(m.nbrs("abc"), "abe - -");
-    EXPECT_EQ(m.nbrs("abd"), "- - -");
 }
 
 // The apex of a cone has one long run of own keys, and a stack of equal triangles one of equal

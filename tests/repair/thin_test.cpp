@@ -97,15 +97,6 @@ TEST(thin_repair, gives_the_new_triangles_the_old_winding_and_a_life_of_their_ow
     EXPECT_EQ(audit_close(&audit, stderr), 0u);
 }
 
-TEST(thin_repair, counts_a_thin_triangle_at_an_open_edge_and_lets_it_be)
-{
-    kite k(0.25f, 3.0f);
-    tr_unlink_nbrs(k.m.trs[0]);
-    EXPECT_EQ(k.repair(), stage_ok);
-    EXPECT_EQ(k.counts.found, 1u);
-    EXPECT_EQ(k.counts.fixed, 0u);
-}
-
 // Somebody holds the partner, which was deleted and then linked again.
 TEST(thin_repair, passes_over_a_partner_that_has_left_the_mesh)
 {
@@ -143,15 +134,6 @@ TEST(thin_repair, passes_over_the_degenerate_but_takes_it_for_a_partner)
     EXPECT_EQ(k.counts.fixed, 2u);
 }
 
-TEST(thin_repair, does_nothing_among_the_degenerate)
-{
-    kite alone(0.25f, 0.375f, 0.0f);
-    for (const tr_h t : alone.m.trs)
-        rec(t).flags |= tr_no_nrm;
-    EXPECT_EQ(alone.repair(0.125, 0.9), stage_ok);
-    EXPECT_EQ(alone.counts.found, 0u);
-}
-
 // Kites in a row, each apart from the next.
 solid kites(int count)
 {
@@ -180,28 +162,6 @@ TEST(thin_repair, goes_on_when_leaves_split_under_it)
     EXPECT_EQ(counts.fixed, 30u);
     EXPECT_EQ(m.tr_count(), 60u);
     EXPECT_EQ(m.ctx.tr_count, 60u);
-}
-
-TEST(thin_repair, fails_cleanly_when_memory_runs_out)
-{
-    for (std::uint64_t nth = 1;; ++nth) {
-        const solid s = kites(2);
-        mesh_fixture m(s.points, s.trs);
-        link_all(&m);
-        set_limits(&m, 2, 5);
-        thin_counts counts = {};
-        heap_fail_nth(nth);
-        const stage_result result = repair_thin_triangles(0.1, -2.0, &counts, &m.err, &m.ctx);
-        const bool refused = heap_calls() >= nth;
-        heap_fail_nth(0);
-        if (!refused) {
-            EXPECT_EQ(result, stage_ok);
-            EXPECT_GT(nth, 3u);
-            break;
-        }
-        EXPECT_EQ(result, stage_failed);
-        EXPECT_EQ(m.err, err_no_memory);
-    }
 }
 
 } // namespace

@@ -6,20 +6,6 @@
 
 namespace velmora {
 
-TEST(tr_queue, empty_queue_gives_none)
-{
-    tr_queue q = {};
-    EXPECT_FALSE(tr_queue_pop(&q));
-    EXPECT_EQ(q.count, 0u);
-    ASSERT_TRUE(tr_queue_push_front(&q, tr_h{7}));
-    EXPECT_EQ(tr_queue_pop(&q), tr_h{7});
-    EXPECT_FALSE(tr_queue_pop(&q));
-    ASSERT_TRUE(tr_queue_push(&q, tr_h{8}));
-    tr_queue_clear(&q);
-    EXPECT_FALSE(tr_queue_pop(&q));
-    tr_queue_free(&q);
-}
-
 TEST(tr_queue, any_mix_of_ends_keeps_the_order)
 {
     std::mt19937 random(1);
@@ -41,21 +27,6 @@ TEST(tr_queue, any_mix_of_ends_keeps_the_order)
     }
     for (std::uint32_t i = 0; i < q.count; ++i)
         EXPECT_EQ(tr_queue_at(q, i).i, expected[i]);
-    tr_queue_free(&q);
-}
-
-TEST(tr_queue, failed_push_leaves_the_queue)
-{
-    tr_queue q = {};
-    for (std::uint32_t i = 1; i <= 8; ++i)
-        ASSERT_TRUE(tr_queue_push(&q, tr_h{i}));
-    heap_fail_nth(1);
-    EXPECT_FALSE(tr_queue_push(&q, tr_h{9}));
-    heap_fail_nth(1);
-    EXPECT_FALSE(tr_queue_push_front(&q, tr_h{9}));
-    heap_fail_nth(0);
-    for (std::uint32_t i = 1; i <= 8; ++i)
-        EXPECT_EQ(tr_queue_pop(&q).i, i);
     tr_queue_free(&q);
 }
 

@@ -57,15 +57,6 @@ TEST(swap_corners, takes_along_what_lies_at_corners_and_edges)
     }
 }
 
-TEST(swap_corners, leaves_corner_values_where_there_is_no_extra)
-{
-    mesh_fixture m(k_fan, "abc");
-    tr_cold* c = cold_for_write(m.tr("abc"));
-    c->corner_val[1] = 1.0f;
-    swap_corners(m.tr("abc"), 1, 2);
-    EXPECT_EQ(c->corner_val[1], 1.0f);
-}
-
 TEST(match_winding, turns_every_neighbour_against_every_edge)
 {
     const char* const around[] = {"abd", "bda", "dab", "bad", "adb", "dba"};
@@ -81,21 +72,6 @@ TEST(match_winding, turns_every_neighbour_against_every_edge)
             const bool was_alike = std::string("abdab").find(nb) == std::string::npos;
             EXPECT_EQ((rec(t).flags & tr_winding_turned) != 0, !was_alike) << me << " " << nb;
         }
-}
-
-TEST(match_winding, compares_by_position)
-{
-    mesh_fixture m(k_fan, "abc abd", soup);
-    match_winding(m.at("abc"), m.tr("abd"), 0);
-    EXPECT_EQ(letters(m.tr("abd")), "dba");
-}
-
-TEST(match_winding, spares_what_was_reached)
-{
-    mesh_fixture reached(k_fan, "abc abd");
-    reached.at("abd").flags |= tr_nrm_done;
-    match_winding(reached.at("abc"), reached.tr("abd"), 0);
-    EXPECT_EQ(letters(reached.tr("abd")), "abd");
 }
 
 struct spread_run {

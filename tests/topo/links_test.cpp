@@ -12,34 +12,6 @@ static void link(topo_mesh* m)
     m->expect_sound();
 }
 
-TEST(links, winding_plays_no_part)
-{
-    for (const char* trs : {"abc bad", "abc abd"}) {
-        topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0", trs);
-        link(&m);
-        EXPECT_EQ(m.nbrs("abc"), m.names[1] + " - -");
-        EXPECT_EQ(m.topo.edge_errors, 0u);
-    }
-}
-
-TEST(links, cube_is_closed)
-{
-    topo_mesh m(k_cube_points, k_cube_trs);
-    link(&m);
-    EXPECT_EQ(m.link_count(), 36u);
-    EXPECT_EQ(m.topo.edge_errors, 0u);
-}
-
-TEST(links, set_slots_stand)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0  e 0 0 1", "abc abd abe");
-    m.link("abd", "abe");
-    link(&m);
-    EXPECT_EQ(m.nbrs("abd"), "abe - -");
-    EXPECT_EQ(m.nbrs("abc"), "- - -");
-    EXPECT_EQ(m.topo.edge_errors, 2u);
-}
-
 // The chain of all objects is the reverse of the leaf's order, so the last triangle is first to
 // claim, and the leaf's first triangle first to answer.
 TEST(links, third_claimant_is_an_edge_error)
@@ -146,22 +118,6 @@ TEST(links, partner_is_only_found_where_the_tree_lists_it)
     rec(m.vtx('b')).pos[0] = 50;
     link(&m);
     EXPECT_EQ(m.link_count(), 0u);
-}
-
-TEST(links, edge_errors_run_out_of_memory_quietly)
-{
-    bool done = false;
-    for (std::uint64_t nth = 1; !done; ++nth) {
-        ASSERT_LT(nth, 40u);
-        topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -2 0  e 0 0 3", "abc abd abe");
-        heap_fail_nth(nth);
-        const stage_result linked = link_nbrs(&m.topo, &m.err, &m.ctx);
-        done = heap_calls() < nth;
-        heap_fail_nth(0);
-        EXPECT_EQ(m.err == err_no_memory, linked == stage_failed);
-        EXPECT_TRUE(m.holders_are_exact());
-        EXPECT_TRUE(m.links_are_mutual());
-    }
 }
 
 } // namespace velmora

@@ -97,14 +97,6 @@ struct random_soup {
 
 } // namespace
 
-TEST(merge, soup_of_a_cube_has_eight_points)
-{
-    topo_mesh m(k_cube_points, k_cube_trs, soup);
-    merge(&m);
-    EXPECT_EQ(m.vtx_count(), 8u);
-    EXPECT_EQ(rec(m.vtx('a')).refs, 5u);
-}
-
 struct weld_case {
     const char* name;
     float gap[3];
@@ -150,15 +142,6 @@ TEST(merge, later_object_wins_a_tie_and_more_users_win_otherwise)
     EXPECT_EQ(rec(of_second).refs, 3u);
 }
 
-TEST(merge, corners_of_one_triangle_may_end_on_one_record)
-{
-    topo_mesh m("a 0 0 0  b 0.1875 0 0  c 0 4 0  x 0.09375 0 0  y 4 0 0  z 4 4 0", "abc xyz", soup);
-    m.set_merge_tol(0.125f);
-    merge(&m);
-    EXPECT_EQ(m.corner("abc", 'a'), m.corner("abc", 'b'));
-    EXPECT_NE(m.corner("abc", 'a'), m.corner("abc", 'c'));
-}
-
 TEST(merge, outcome_is_that_of_all_pairs_in_order)
 {
     for (unsigned seed = 1; seed < 300; ++seed) {
@@ -186,21 +169,6 @@ TEST(merge, crowd_of_equal_triangles_takes_no_quadratic_time)
                 soup);
     merge(&m);
     EXPECT_LT(m.vtx_count(), 16u);
-}
-
-TEST(merge, running_out_of_memory_is_reported)
-{
-    bool done = false;
-    for (std::uint64_t nth = 1; !done; ++nth) {
-        ASSERT_LT(nth, 40u);
-        topo_mesh m(k_cube_points, k_cube_trs, soup);
-        heap_fail_nth(nth);
-        const stage_result merged = merge_vertices(&m.err, &m.ctx);
-        done = heap_calls() < nth;
-        heap_fail_nth(0);
-        EXPECT_EQ(m.err == err_no_memory, merged == stage_failed);
-        EXPECT_TRUE(m.holders_are_exact());
-    }
 }
 
 } // namespace velmora

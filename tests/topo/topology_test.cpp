@@ -12,33 +12,6 @@ static void build(topo_mesh* m)
     m->expect_sound();
 }
 
-TEST(topology, nothing_stays_nothing)
-{
-    topo_mesh m("", "");
-    build(&m);
-    EXPECT_EQ(topo_update(&m.err, &m.ctx), stage_ok);
-    EXPECT_EQ(mark_duplicates(&m.ctx), stage_ok);
-    EXPECT_EQ(m.ctx.tr_count, 0u);
-}
-
-TEST(topology, soup_becomes_a_mesh)
-{
-    topo_mesh m(k_cube_points, k_cube_trs, soup);
-    build(&m);
-    EXPECT_EQ(m.vtx_count(), 8u);
-    EXPECT_EQ(m.link_count(), 36u);
-    EXPECT_EQ(m.topo.edge_errors, 0u);
-    EXPECT_EQ(m.topo.tri_with_3_nbrs, 0u);
-}
-
-TEST(topology, open_sheet_keeps_open_edges)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "abc acd", soup);
-    build(&m);
-    EXPECT_EQ(m.nbrs("abc"), "- - acd");
-    EXPECT_EQ(m.nbrs("acd"), "abc - -");
-}
-
 // The corners b and e are not equal, only close: stitching leaves the edge, the search links it.
 TEST(topology, close_points_link_by_search)
 {
@@ -101,17 +74,6 @@ TEST(topology, no_vertices_are_merged_when_reused)
     EXPECT_EQ(m.vtx_count(), 3u);
 }
 
-TEST(topology, collecting_reverses_the_order_of_discovery)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "abc acd");
-    obj_list objs = {};
-    ASSERT_EQ(collect_objs(&objs, &m.err, &m.ctx), stage_ok);
-    ASSERT_EQ(objs.count, 2u);
-    EXPECT_EQ(list_at(objs, 0), m.obj("acd"));
-    EXPECT_EQ(list_at(objs, 1), m.obj("abc"));
-    list_free(&objs);
-}
-
 struct dup_case {
     const char* trs;
     std::uint32_t marked;
@@ -120,20 +82,6 @@ struct dup_case {
 static const dup_case dup_cases[] = {
     {"abc acd", 0}, {"abc cab", 2}, {"abc acb", 2}, {"abc abc abc", 2}, {"abc acd dca cba", 4},
 };
-
-TEST(topology, duplicates_are_marked_in_pairs)
-{
-    for (const dup_case& c : dup_cases) {
-        SCOPED_TRACE(c.trs);
-        topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", c.trs);
-        m.at("abc").flags |= tr_prob_17;
-        for (const tr_h t : m.trs)
-            tr_set_mark(t, 15); // marks of an earlier turn
-        EXPECT_EQ(mark_duplicates(&m.ctx), stage_ok);
-        EXPECT_EQ(m.flag_count(tr_dup), c.marked);
-        EXPECT_EQ(m.flag_count(tr_prob_17), 0u);
-    }
-}
 
 // Each object of a leaf against all behind it, as one would write it without any thought of speed.
 static void plain_mark_duplicates(mesh_fixture* m)
@@ -197,24 +145,6 @@ TEST(topology, random_soups_end_sound)
         build(&m);
         EXPECT_EQ(topo_update(&m.err, &m.ctx), stage_ok);
         m.expect_sound();
-    }
-}
-
-TEST(topology, running_out_of_memory_leaves_exact_counts)
-{
-    bool done = false;
-    for (std::uint64_t nth = 1; !done; ++nth) {
-        ASSERT_LT(nth, 200u);
-        topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -2 0  e 0 0 3  f 1e-7 0 0",
-                    "abc abd abe afc bce", soup);
-        heap_fail_nth(nth);
-        const stage_result built = topo_build(&m.err, &m.ctx);
-        done = heap_calls() < nth;
-        heap_fail_nth(0);
-        EXPECT_EQ(m.err == err_no_memory, built == stage_failed);
-        EXPECT_TRUE(m.holders_are_exact());
-        EXPECT_TRUE(m.links_are_mutual());
-        EXPECT_TRUE(!done || built == stage_ok);
     }
 }
 
