@@ -84,11 +84,14 @@ bool grid_has_equal(const vtx_fan& fan, const float* nrm)
 {
     const cell mid = cell_of(nrm);
     if (chain_has_equal(fan, *head_of(mid), nrm)) return true;
-    for (int n = 0; n < 27; ++n) {
-        if (n == 13) continue; // the middle one
-        const cell c = {
-            {mid.at[0] + (n % 3 - 1), mid.at[1] + (n / 3 % 3 - 1), mid.at[2] + (n / 9 - 1)}};
-        if (chain_has_equal(fan, *head_of(c), nrm)) return true;
+    constexpr double k_steps[3] = {-1.0, 0.0, 1.0};
+    for (const double x : k_steps) {
+        for (const double y : k_steps) {
+            for (const double z : k_steps) {
+                const cell c = {{mid.at[0] + x, mid.at[1] + y, mid.at[2] + z}};
+                if (chain_has_equal(fan, *head_of(c), nrm)) return true;
+            }
+        }
     }
     return false;
 }

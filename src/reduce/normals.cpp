@@ -6,7 +6,7 @@
 #include "plg/plg.h"
 #include "reduce/last_nrms.h"
 
-#include <cstring>
+#include <bit>
 
 namespace velmora {
 
@@ -217,10 +217,17 @@ void search_round(const vtx_fan& fan, nrm_search* s)
     }
 }
 
+// By their bits: a NaN is as good a state as any, and -0 is another than +0.
+bool same_bits(const float* a, const float* b)
+{
+    for (int i = 0; i < 3; ++i)
+        if (std::bit_cast<std::uint32_t>(a[i]) != std::bit_cast<std::uint32_t>(b[i])) return false;
+    return true;
+}
+
 bool same_state(const nrm_search& a, const nrm_search& b)
 {
-    return std::memcmp(a.nrm, b.nrm, sizeof a.nrm) == 0 &&
-           std::memcmp(a.saved, b.saved, sizeof a.saved) == 0 && a.has_saved == b.has_saved &&
+    return same_bits(a.nrm, b.nrm) && same_bits(a.saved, b.saved) && a.has_saved == b.has_saved &&
            a.flipped == b.flipped && a.success == b.success;
 }
 
