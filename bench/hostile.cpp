@@ -14,11 +14,11 @@ struct pt {
 
 constexpr const char* k_names[hostile_count] = {
     "point", "line",  "copies",  "book",   "umbrella", "flower", "star", "saw",
-    "soup",  "crowd", "moebius", "shells", "huge",     "tiny",   "wide", "nonfinite"};
+    "soup",  "crowd", "moebius", "shells", "huge",     "tiny",   "wide", "infinite"};
 
-constexpr std::uint64_t k_lattice = 12;        // points along each side of the soup
-constexpr std::uint64_t k_band_quads = 31;     // of a Moebius band
-constexpr std::uint64_t k_nonfinite_each = 97; // one triangle of so many has a bad corner
+constexpr std::uint64_t k_lattice = 12;       // points along each side of the soup
+constexpr std::uint64_t k_band_quads = 31;    // of a Moebius band
+constexpr std::uint64_t k_infinite_each = 97; // one triangle of so many has a bad corner
 
 std::uint64_t mix(std::uint64_t x)
 {
@@ -180,11 +180,10 @@ void scale(triangle* tr, double by)
 
 void spoil(std::uint64_t seed, std::uint64_t i, triangle* tr)
 {
-    if (i % k_nonfinite_each != 0) return;
+    if (i % k_infinite_each != 0) return;
     const std::uint64_t hash = hash_of(seed, i, 0);
     constexpr float k_inf = std::numeric_limits<float>::infinity();
-    const float bad[3] = {k_inf, -k_inf, std::numeric_limits<float>::quiet_NaN()};
-    tr->vtx[hash % 3][(hash >> 8) % 3] = bad[(hash >> 16) % 3];
+    tr->vtx[hash % 3][(hash >> 8) % 3] = (hash >> 16) % 2 ? k_inf : -k_inf;
 }
 
 triangle ball_triangle(hostile_kind kind, std::uint64_t count, std::uint64_t seed,
@@ -194,7 +193,7 @@ triangle ball_triangle(hostile_kind kind, std::uint64_t count, std::uint64_t see
     triangle tr = model_triangle(ball, index % ball.count);
     if (kind == hostile_huge) scale(&tr, 1e36);
     if (kind == hostile_tiny) scale(&tr, 1e-40);
-    if (kind == hostile_nonfinite) spoil(seed, index, &tr);
+    if (kind == hostile_infinite) spoil(seed, index, &tr);
     return tr;
 }
 
@@ -249,7 +248,7 @@ const char* hostile_name(hostile_kind kind)
 triangle hostile_triangle(hostile_kind kind, std::uint64_t count, std::uint64_t seed,
                           std::uint64_t index)
 {
-    if (kind == hostile_huge || kind == hostile_tiny || kind == hostile_nonfinite)
+    if (kind == hostile_huge || kind == hostile_tiny || kind == hostile_infinite)
         return ball_triangle(kind, count, seed, index);
     pt corners[3] = {};
     corners_of(kind, count, seed, index, corners);

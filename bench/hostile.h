@@ -12,22 +12,22 @@
 namespace velmora::bench {
 
 enum hostile_kind : std::int32_t {
-    hostile_point,     ///< all corners of all triangles in one place
-    hostile_line,      ///< no triangle has an area; all lie on one line
-    hostile_copies,    ///< one triangle over and over
-    hostile_book,      ///< all pages share one edge
-    hostile_umbrella,  ///< one open fan: a vertex with as many triangles as there are
-    hostile_flower,    ///< petals of two triangles, all at one vertex, which their borders share
-    hostile_star,      ///< triangles that have one corner in common and no edge
-    hostile_saw,       ///< one strip whose border has a tooth at each triangle
-    hostile_soup,      ///< random triangles between the points of a coarse lattice
-    hostile_crowd,     ///< random small triangles, all in a thousandth of the space but a few
-    hostile_moebius,   ///< bands of 62 triangles that can't be oriented
-    hostile_shells,    ///< octahedra, one in the other
-    hostile_huge,      ///< a ball of 1e38
-    hostile_tiny,      ///< a ball of 1e-38
-    hostile_wide,      ///< corners anywhere from 1e-38 to 1e38
-    hostile_nonfinite, ///< a ball of which some corners are infinite or no numbers
+    hostile_point,    ///< all corners of all triangles in one place
+    hostile_line,     ///< no triangle has an area; all lie on one line
+    hostile_copies,   ///< one triangle over and over
+    hostile_book,     ///< all pages share one edge
+    hostile_umbrella, ///< one open fan: a vertex with as many triangles as there are
+    hostile_flower,   ///< petals of two triangles, all at one vertex, which their borders share
+    hostile_star,     ///< triangles that have one corner in common and no edge
+    hostile_saw,      ///< one strip whose border has a tooth at each triangle
+    hostile_soup,     ///< random triangles between the points of a coarse lattice
+    hostile_crowd,    ///< random small triangles, all in a thousandth of the space but a few
+    hostile_moebius,  ///< bands of 62 triangles that can't be oriented
+    hostile_shells,   ///< octahedra, one in the other
+    hostile_huge,     ///< a ball of 1e38
+    hostile_tiny,     ///< a ball of 1e-38
+    hostile_wide,     ///< corners anywhere from 1e-38 to 1e38
+    hostile_infinite, ///< a ball of which some corners are infinite
     hostile_count,
 };
 

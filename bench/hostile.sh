@@ -14,7 +14,7 @@ cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
 kinds="point line copies book umbrella flower star saw soup crowd moebius shells huge tiny wide
-    nonfinite huge,-K,inf wide,-K,inf nonfinite,-K,inf sphere,-m,1e-30 sphere,-m,1000 sphere,-m,0.5
+    infinite huge,-K,inf wide,-K,inf infinite,-K,inf sphere,-m,1e-30 sphere,-m,1000 sphere,-m,0.5
     soup,-m,0.5 crowd,-m,0.01 umbrella,-m,0.01 fan"
 modes="1 2 3 4 thin again"
 limit=600
