@@ -8,6 +8,9 @@ namespace velmora {
 /// What the run came to; 0 before there was one.
 extern int exit_code;
 
+// The application and its methods bear the names that such classes have on Windows.
+// NOLINTBEGIN(readability-identifier-naming)
+
 /// The application. It makes the dialog, then the arguments, then runs.
 class CVelmoraApp {
   public:
@@ -34,5 +37,7 @@ class CVelmoraApp {
     char** argv_ = nullptr;
     run_fn run_;
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 } // namespace velmora

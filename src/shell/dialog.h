@@ -17,6 +17,9 @@ struct dialog_state {
 
 extern dialog_state the_dialog_state;
 
+// The dialog and its methods bear the names that such classes have on Windows.
+// NOLINTBEGIN(readability-identifier-naming)
+
 /// The dialog, over a window that it does not own.
 class CVelmoraDlg : public click_target {
   public:
@@ -57,5 +60,7 @@ class CVelmoraDlg : public click_target {
 
     dialog_window* window_;
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 } // namespace velmora

@@ -1,0 +1,62 @@
+#include "hostile.h"
+#include "program/program_run.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+namespace velmora {
+namespace {
+
+constexpr std::uint64_t k_count = 140; // more than two bands, and each kind in several leaves
+
+constexpr const char* k_ways[] = {
+    "-q 1 -r 1 -c 0.5",         "-q 2 -r 1 -c 0.5 -j 2",         "-q 3 -r 1 -c 0.5 -i 5 -m 1000",
+    "-q 4 -r 1 -c 0.5 -a 30",   "-q 1 -r 1 -c 0.5 -S -P -h 0.3", "-q 4 -r 9 -c 0 -a 50 -m 0.5",
+    "-q 1 -r 1 -c 0.5 -m 1e-30"};
+
+std::vector<facet> hostile_model(bench::hostile_kind kind)
+{
+    std::vector<facet> facets(k_count);
+    for (std::uint64_t i = 0; i < k_count; ++i) {
+        const bench::triangle tr = bench::hostile_triangle(kind, k_count, 1, i);
+        for (int k = 0; k < 9; ++k)
+            facets[i].corners[k / 3][k % 3] = tr.vtx[k / 3][k % 3];
+    }
+    return facets;
+}
+
+bool has_nan(const std::vector<facet>& facets)
+{
+    for (const facet& f : facets)
+        for (const auto& corner : f.corners)
+            for (const float c : corner)
+                if (std::isnan(c)) return true;
+    return false;
+}
+
+} // namespace
+
+// In the checked build the counts are audited and the sanitizers look on.
+TEST(hostile_run, ends_with_a_model_whatever_it_is_given)
+{
+    for (int kind = 0; kind < bench::hostile_count; ++kind) {
+        const auto hostile = static_cast<bench::hostile_kind>(kind);
+        SCOPED_TRACE(bench::hostile_name(hostile));
+        const run_folder dir;
+        dir.write("in.stl", binary_stl(hostile_model(hostile)));
+        for (const char* way : k_ways) {
+            SCOPED_TRACE(way);
+            const program_result r = dir.run(std::string("-f in.stl -o out.stl -K inf ") + way);
+            ASSERT_EQ(r.status, 0) << r.log;
+            ASSERT_NE(r.log.find("wrote output file"), std::string::npos) << r.log;
+            const std::string stl = dir.read("out.stl");
+            const std::vector<facet> left = facets_of(stl);
+            // Nothing is written of a model of which nothing is left.
+            EXPECT_EQ(stl.size(), left.empty() ? 0 : 84 + 50 * left.size());
+            EXPECT_LE(left.size(), k_count);
+            EXPECT_FALSE(has_nan(left));
+        }
+    }
+}
+
+} // namespace velmora
