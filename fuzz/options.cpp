@@ -59,7 +59,7 @@ void demand_checked_values()
     demand(!outside(given_min_angle, o.min_angle_opt, 0.0, 60.0), "-a in its range");
     demand(!outside(given_angle_tol, o.angle_tol_opt, -1.0, 1.0), "-c in its range");
     demand(!outside(given_height_ratio, o.height_ratio_opt, 0.0, 0.87), "-h in its range");
-    demand(!outside(given_dist_tol, o.dist_tol_opt, 1e-320, 1.0 / 0.0), "-r above zero");
+    demand(!is_given(o, given_dist_tol) || !(o.dist_tol_opt <= 0.0), "-r above zero");
     demand(!(o.merge_tol_opt <= 0.0), "-m above zero");
     demand(bits_of(input_is_stl | input_is_kvd) == 1, "one form of the input");
     demand(bits_of(output_is_stl | output_is_kvd) == 1, "one form of the output");
