@@ -174,6 +174,22 @@ TEST(corrected_normal, steps_towards_the_triangle_seen_worst)
     }
 }
 
+// Two walls lean back from it alike, to its left and to its right; the floor it sees.
+TEST(corrected_normal, is_pushed_by_the_first_of_equally_bad_triangles)
+{
+    for (const float first : {1.0f, -1.0f}) {
+        reduce_mesh m("o 0 0 0  a 1 0 0  b 0 1 0  c -1 0 0  d 0 -1 0", "oab obc ocd");
+        m.enter();
+        ASSERT_EQ(m.fan('o'), "ocd obc oab");
+        vec_set(m.at("obc").nrm, -0.8f, 0.6f * first, 0.0f);
+        vec_set(m.at("oab").nrm, -0.8f, -0.6f * first, 0.0f);
+        vec_set(m.info('o').nrm, 0.6f, 0.0f, 0.8f);
+        get_nrm4vtx(m.table, &m.info('o'));
+        // From the first into the second's plane, then a step along the second's normal.
+        EXPECT_LT(m.info('o').nrm[1] * first, -0.1f);
+    }
+}
+
 TEST(corrected_normal, is_given_up_with_a_message_above_a_thousand_triangles)
 {
     for (const int count : {1000, 1001}) {
