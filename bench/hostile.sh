@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Times the released program on hostile models, by GNU time, against a clean model (the ball) of as
+# Times the released program on hostile models against a clean model (the ball) of as
 # many triangles in the same mode, and prints a table for docs/reliability.md: processor time in
 # seconds, and in brackets how many times that of the clean model it is.
 #
@@ -50,27 +50,32 @@ time_of() {
     file=$out/$kind-$size.stl
     [ -s "$file" ] || build/release/bin/make_model "$kind" "$size" 1 "$file" >/dev/null
     read -ra options <<<"$(options_of "$2") ${more//,/ }"
-    (ulimit -t "$limit" && exec /usr/bin/time -q -o "$out/time" -f "%U %S" \
-        "$program" -f "$file" -o "$out/result.stl" "${options[@]}") >/dev/null 2>"$out/log" || status=$?
+    {
+        time (ulimit -t "$limit" && exec "$program" -f "$file" -o "$out/result.stl" \
+            "${options[@]}" >/dev/null 2>"$out/log") || status=$?
+    } 2>"$out/time"
     case $status in
-    0) awk '{ print $1 + $2 }' "$out/time" ;;
+    0) awk 'END { print $1 + $2 }' "$out/time" ;;
     137 | 152) echo "over $limit" ;;
     *) echo "status $status" ;;
     esac
 }
 
-scripts/install-deps cmake make g++ libgtest-dev time
+scripts/install-deps cmake make g++ libgtest-dev
 build release velmora make_model >&2
 program=${program:-build/release/bin/velmora}
 out=build/hostile
 mkdir -p "$out"
+TIMEFORMAT='%3U %3S'
 
 declare -A clean
 row="| clean            |"
 head="| $size triangles |"
 line="|---|"
 for mode in $modes; do
-    clean[$mode]=$(time_of sphere "$mode")
+    # The mean of ten: one run of a small model is soon over.
+    clean[$mode]=$(for _ in {1..10}; do time_of sphere "$mode"; done |
+        awk '{ sum += $1 } END { printf "%.3f", sum / NR }')
     head+=" $mode |"
     line+="---|"
     row+=" ${clean[$mode]} |"
@@ -82,7 +87,7 @@ for kind in $kinds; do
         seconds=$(time_of "$kind" "$mode")
         awk -v s="$seconds" -v c="${clean[$mode]}" 'BEGIN {
             if (s ~ /[a-z]/) printf " %s |", s
-            else printf " %.2f (%.1f) |", s, s / (c > 0.01 ? c : 0.01)
+            else printf " %.2f (%.1f) |", s, s / (c > 0.001 ? c : 0.001)
         }'
     done
     echo

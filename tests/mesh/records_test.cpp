@@ -47,15 +47,6 @@ TEST_F(loose_records, new_triangle_is_blank_though_its_slot_was_used)
         EXPECT_EQ(val, 65535.0f);
 }
 
-TEST_F(loose_records, vertex_that_nobody_holds_is_not_freed)
-{
-    const vtx_h v = vtx_new();
-    vtx_release(v);
-    EXPECT_NE(vtx_new(), v);
-    vtx_release(vtx_ref(v));
-    EXPECT_EQ(vtx_new(), v);
-}
-
 TEST_F(loose_records, count_of_a_vertex_wraps_and_the_vertex_lives_on)
 {
     const vtx_h v = vtx_new();
@@ -116,20 +107,6 @@ TEST_F(loose_records, marks_have_numbers_and_other_numbers_have_none)
     EXPECT_EQ(problems, 0x2AAAA8000ull);
 }
 
-TEST_F(loose_records, mate_is_cleared_on_both_sides_only_when_it_answers)
-{
-    const tr_h a = make_tr();
-    const tr_h b = make_tr();
-    const tr_h c = make_tr();
-    cold_for_write(a)->mate = b;
-    cold_for_write(b)->mate = a;
-    cold_for_write(c)->mate = a;
-    tr_unlink_mate(c);
-    EXPECT_TRUE(!cold(c).mate && cold(a).mate == b);
-    tr_unlink_mate(a);
-    EXPECT_TRUE(!cold(a).mate && !cold(b).mate);
-}
-
 TEST_F(loose_records, identities_start_above_the_number_of_triangles)
 {
     mesh_ctx ctx = {};
@@ -149,17 +126,6 @@ TEST_F(loose_records, identities_start_above_the_number_of_triangles)
 }
 
 static const char* const k_quad = "a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0";
-
-TEST(links, of_a_fold_are_cleared_both_times)
-{
-    mesh_fixture m(k_quad, "abc acb");
-    for (const int i : {0, 2}) {
-        m.at("abc").nbr[i] = m.tr("acb");
-        m.at("acb").nbr[i] = m.tr("abc");
-    }
-    tr_unlink_nbrs(m.tr("abc"));
-    EXPECT_EQ(m.nbrs("acb"), "- - -");
-}
 
 TEST(links, to_the_dead_read_as_none_and_never_as_a_stranger)
 {

@@ -140,18 +140,6 @@ TEST(boundary, gap_stays_open)
     }
 }
 
-TEST(boundary, link_to_a_dead_triangle_is_an_open_edge)
-{
-    traced_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0  e 2 1 0", "abc bdc bed");
-    m.link_all("abc-bdc bdc-bed");
-    const tr_h dead = m.tr("bed");
-    tr_delete(dead, &m.ctx);
-    m.at("bdc").nbr[0] = dead;
-    links_may_dangle = true;
-    EXPECT_TRUE(m.trace());
-    EXPECT_EQ(m.polygons(), "cabdc");
-}
-
 struct join_case {
     const char* name;
     const char* closed_edges; ///< of the triangle abc: 0 is ab, 1 is bc, 2 is ca
@@ -189,36 +177,6 @@ TEST(tr_edges, boundary_runs_over_the_open_edges_from_the_corner)
         EXPECT_EQ(plg->segs.count + 1, plg->points.count);
         EXPECT_EQ(rec(m.obj("abc")).stamp, m.ctx.visit_stamp);
     }
-}
-
-TEST(tr_edges, first_triangle_gives_its_open_edges)
-{
-    const char* const cases[][2] = {{"2", "abc"}, {"0", "bca"}, {"1", "cab"},
-                                    {"12", "ab"}, {"02", "bc"}, {"01", "ca"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c[0]);
-        traced_mesh m(k_quad, "abc bdc");
-        for (const char* edge = c[0]; *edge; ++edge)
-            m.at("abc").nbr[*edge - '0'] = m.tr("bdc");
-        plg_rec* plg = &plg_list_push(&m.topo.plg_list)->plg;
-        EXPECT_TRUE(plg_add_tr(m.obj("abc"), plg_first, plg, &m.ctx));
-        EXPECT_EQ(m.polygons(), c[1]);
-        EXPECT_EQ(plg->segs.count + 1, plg->points.count);
-    }
-}
-
-TEST(tr_edges, triangle_without_a_boundary_opens_no_polygon)
-{
-    traced_mesh m(k_quad, "abc bdc");
-    for (tr_h& slot : m.at("bdc").nbr)
-        slot = m.tr("abc");
-    plg_rec* plg = &plg_list_push(&m.topo.plg_list)->plg;
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(plg_add_tr(m.obj("abc"), plg_first, plg, &m.ctx));
-    EXPECT_FALSE(plg_add_tr(m.obj("bdc"), plg_first, plg, &m.ctx));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "add_first_points: ERROR, impossible condition\n"
-              "add_first_points: ERROR, triangle has three neighbors\n");
 }
 
 } // namespace velmora

@@ -18,22 +18,6 @@ TEST(vtx_table, lists_vertices_as_the_tree_meets_their_corners)
     EXPECT_TRUE(m.counts_are_exact());
 }
 
-// o goes from the fan that was found for it and lives on in oxy; xzy leaves the tree.
-TEST(vtx_table, is_forgotten_by_all_vertices_when_it_goes)
-{
-    reduce_mesh m("o 0 0 0  a 1 0 0  b 0 1 0  x -1 0 0  y 0 -1 0  z -1 -1 0", "oab oxy xzy");
-    m.enter();
-    vtx_commit(m.site('o'), m.vtx('a'));
-    ASSERT_TRUE(list_push(&m.topo.edge_err_list, m.obj("xzy")));
-    tr_delete(m.tr("xzy"), &m.ctx);
-    vtx_table_free(&m.table);
-    for (const tr_h t : m.trs)
-        for (const vtx_h v : rec(t).vtx)
-            EXPECT_EQ(rec(v).tbl_index, 0u);
-    ASSERT_EQ(vtx_table_fill(&m.table, &m.ctx), stage_ok);
-    EXPECT_EQ(m.table.count, 5u);
-}
-
 struct dev_case {
     const char* name;
     const char* points; ///< b and c

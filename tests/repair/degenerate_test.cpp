@@ -171,40 +171,6 @@ TEST(cap, is_kept_when_the_new_triangles_were_no_better)
     EXPECT_LE(tr_pool.used, used + 2);
 }
 
-TEST(sweep, goes_on_when_repairs_split_and_free_the_leaves)
-{
-    // A row of caps, with leaves so small that every insertion splits one.
-    std::vector<mesh_fixture::point> pts;
-    std::vector<mesh_fixture::corners> trs;
-    constexpr int k_caps = 40;
-    for (int i = 0; i <= k_caps; ++i) {
-        const float x = 4.0f * static_cast<float>(i);
-        pts.insert(pts.end(), {{x, 0, 0}, {x + 2, 0, 0}, {x, 4, 0}, {x, -4, 0}});
-    }
-    for (int i = 0; i < k_caps; ++i) {
-        const int a = 4 * i;
-        const int b = a + 4;
-        const std::vector<mesh_fixture::corners> more = {
-            {a, b, a + 1},     {b, a, b + 3},     {a, a + 1, b + 2},
-            {a + 1, b, b + 2}, {a, b + 2, a + 2}, {a, a + 3, b + 3},
-        };
-        trs.insert(trs.end(), more.begin(), more.end());
-    }
-    for (const std::uint32_t list_len : {1u, 3u, 8u, 32u}) {
-        mesh_fixture m(pts, trs);
-        link_all(&m);
-        give_normals(&m);
-        ASSERT_EQ(m.flag_count(tr_no_nrm), 40u);
-        set_limits(&m, list_len, 12);
-        EXPECT_EQ(remove_all(&m), stage_ok);
-        EXPECT_EQ(m.flag_count(tr_no_nrm), 0u);
-        EXPECT_EQ(m.tr_count(), 240u);
-        EXPECT_EQ(m.ctx.tr_count, 240u);
-        EXPECT_TRUE(m.counts_are_exact());
-        EXPECT_TRUE(m.links_are_mutual());
-    }
-}
-
 // Lone slivers are just deleted. Those in the corner leave a chain of empty cells behind, which is
 // pruned up to the root's child while the sweep stands at its end.
 TEST(sweep, survives_the_pruning_of_the_cells_it_stands_in)

@@ -96,15 +96,6 @@ TEST(orient, judges_a_sliver_again_that_the_spread_has_reached)
     EXPECT_EQ(m.topo.tri_oriented, 3u);
 }
 
-TEST(orient, never_begins_at_an_edge_error_or_where_it_has_been)
-{
-    mesh_fixture m("a 0 0 0  b 3 0 0  c 0 3 0  d 0 0 5  e 3 0 5  f 0 3 5", "abc def");
-    m.at("abc").flags |= tr_edge_err;
-    m.at("def").flags |= tr_nrm_done;
-    EXPECT_EQ(orient(&m), stage_ok);
-    EXPECT_EQ(m.topo.components, 0u);
-}
-
 TEST(branch_edges, are_those_with_three_users_by_position)
 {
     const char* const points = "a 0 0 0  b 0 0 2  c 1 0 1  d -1 0 1  e 0 1 1  f 0 -1 1";

@@ -62,13 +62,6 @@ TEST(point_in_polygon, snaps_to_the_outline_within_a_millionth)
     EXPECT_EQ(point_in_polygon_2d({0.5f, 0.5f + 4.0e-7f}, k_diamond.data(), 4), pt_on_outline);
 }
 
-// The height at which an upright edge passes the point is 0/0, which is near nothing.
-TEST(point_in_polygon, counts_upright_edges_but_never_lies_on_them)
-{
-    EXPECT_EQ(point_in_polygon_2d({0, 1}, k_square.data(), 4), pt_inside);
-    EXPECT_EQ(point_in_polygon_2d({2, 1}, k_square.data(), 4), pt_outside);
-}
-
 struct segment_case {
     const char* name;
     float from[3];
@@ -174,15 +167,6 @@ TEST(seed_ray, counts_each_sheet_once_through_many_leaves)
     const ray_answer slant = st.cast(st.middle(3), 0.36f, 0.48f, 0.8f);
     EXPECT_TRUE(slant.clean);
     EXPECT_TRUE(slant.odd); // out at the side, after one sheet of three
-}
-
-TEST(seed_ray, gives_normals_to_what_it_meets_but_no_mark)
-{
-    stack st(3);
-    st.cast(st.middle(0), 0, 0, 1);
-    const tr_rec& met = rec(st.middle(1));
-    EXPECT_EQ(met.nrm[2], 1.0f);
-    EXPECT_FALSE(met.flags & tr_nrm_done);
 }
 
 TEST(seed_ray, is_not_clean_through_an_edge_or_an_edge_error)

@@ -24,20 +24,6 @@ struct kite {
     }
 };
 
-TEST(thin_ratio, is_the_height_over_the_longest_edge)
-{
-    kite k(1.0f, 3.0f);
-    int corner = 9;
-    EXPECT_EQ(thin_ratio(rec(k.m.trs[0]), &corner), 0.25);
-    EXPECT_EQ(corner, 2);
-    k.m.set_merge_tol(1.0f); // a height of just the tolerance is none
-    EXPECT_EQ(thin_ratio(rec(k.m.trs[0]), &corner), 0.0);
-    EXPECT_EQ(corner, 2);
-    k.m.set_merge_tol(2.0f);
-    EXPECT_EQ(thin_ratio(rec(k.m.trs[0]), &corner), 0.0);
-    EXPECT_EQ(corner, -1);
-}
-
 struct turn_case {
     const char* name;
     float c_height; // of the first triangle over the edge of length 4

@@ -30,16 +30,6 @@ TEST(links, third_claimant_is_an_edge_error)
     EXPECT_EQ(m.flag_count(tr_edge_err | tr_edge_err2), 3u);
 }
 
-TEST(links, duplicate_takes_no_twin_but_claims_its_edges)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0", "abc bca abd");
-    link(&m);
-    EXPECT_EQ(m.nbrs("abd"), "abc - -");
-    EXPECT_EQ(m.nbrs("abc"), "abd - -");
-    EXPECT_EQ(m.nbrs("bca"), "- - -");
-    EXPECT_EQ(m.topo.edge_errors, 1u);
-}
-
 // Two triangles with two edges in common, which is possible only while records differ in the
 // third corner's place: here a-b-c and a-b-c' with c and c' apart.
 TEST(links, fold_is_no_error)

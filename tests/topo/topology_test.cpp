@@ -31,13 +31,6 @@ TEST(topology, collapsed_triangles_go)
     EXPECT_EQ(m.nbrs("bdc"), "- - eac");
 }
 
-TEST(topology, equal_places_with_three_records_are_no_collapse)
-{
-    topo_mesh m("a 0 0 0  b 0 0 0  c 0 1 0", "abc");
-    EXPECT_EQ(drop_collapsed(&m.err, &m.ctx), stage_ok);
-    EXPECT_EQ(m.ctx.tr_count, 1u);
-}
-
 TEST(topology, three_users_of_an_edge_are_an_edge_error)
 {
     topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -2 0  e 0 0 3", "abc abd abe", soup);
@@ -64,14 +57,6 @@ TEST(topology, update_fills_open_slots_and_drops_collapsed)
     m.expect_sound();
     EXPECT_EQ(m.ctx.tr_count, 2u);
     EXPECT_EQ(m.nbrs("acd"), "abc - -");
-}
-
-TEST(topology, no_vertices_are_merged_when_reused)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "abc", soup);
-    m.topo.reuse = 1;
-    build(&m);
-    EXPECT_EQ(m.vtx_count(), 3u);
 }
 
 struct dup_case {
