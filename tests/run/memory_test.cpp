@@ -3,6 +3,7 @@
 #include "run/driver.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -19,12 +20,6 @@ namespace velmora {
 namespace fs = std::filesystem;
 
 namespace {
-
-// What a run in a process of its own ends with, besides 0 and 1 for the two results.
-constexpr int k_past_the_end = 99; ///< it took fewer allocations
-constexpr int k_not_all_back = 98; ///< it kept memory
-constexpr int k_file_open = 97;    ///< it kept a file open
-constexpr int k_no_start = 96;
 
 struct memory_case {
     const char* options;
@@ -49,12 +44,17 @@ class memory : public ::testing::Test {
   protected:
     memory()
     {
-        std::string pattern = fs::temp_directory_path() / "memory_test_XXXXXX";
+        // Thousands of files are emptied and written again, which a disk would feel.
+        const fs::path shm = "/dev/shm";
+        const bool in_memory = access(shm.c_str(), W_OK) == 0;
+        std::string pattern = (in_memory ? shm : fs::temp_directory_path()) / "memory_test_XXXXXX";
         dir = mkdtemp(pattern.data());
         write("in.astl", model());
         write("in.kvd", "");
-        EXPECT_EQ(run("-f in.astl -o in.stl -q 9", UINT64_MAX), k_past_the_end);
-        EXPECT_EQ(run("-f in.astl -o in.kvd -q 4", UINT64_MAX), k_past_the_end);
+        apart([this] {
+            run("-f in.astl -o in.stl -q 9", 0);
+            run("-f in.astl -o in.kvd -q 4", 0);
+        });
     }
     ~memory() override
     {
@@ -94,38 +94,87 @@ class memory : public ::testing::Test {
         return velmora_main(static_cast<int>(words.size()), argv.data());
     }
 
+    /// Does `act` in a process of its own, in the folder, and returns the first fault that it
+    /// noted; that of a process that dies is the last thing that it was about to do.
+    template <class act_fn> std::string apart(const act_fn& act)
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            fs::current_path(dir);
+            fault.clear();
+            act();
+            write("fault", fault);
+            _exit(0);
+        }
+        int status = 1;
+        waitpid(child, &status, 0);
+        return status == 0 ? read("fault") : "died at " + read("step");
+    }
+    void expect(bool holds, const std::string& what)
+    {
+        if (!holds && fault.empty()) fault = what;
+    }
+
     static int first_free_file()
     {
         const int number = fcntl(STDERR_FILENO, F_DUPFD, 3);
         close(number);
         return number;
     }
-
-    [[noreturn]] void run_here(const std::string& options, std::uint64_t nth) const
+    static void close_unless_closed(std::FILE* file, int number)
     {
-        fs::current_path(dir);
-        if (!std::freopen("log", "wb", stderr) || !std::freopen("in.kvd", "rb", stdin) ||
-            !std::freopen("stdout", "wb", stdout))
-            _exit(k_no_start);
-        std::setvbuf(stderr, nullptr, _IONBF, 0);
-        alarm(20);
-        const std::uint64_t blocks = heap_blocks();
-        const int free_file = first_free_file();
-        heap_fail_nth(nth);
-        const int result = run_words(options);
-        if (heap_blocks() != blocks) _exit(k_not_all_back);
-        if (first_free_file() != free_file) _exit(k_file_open);
-        _exit(heap_calls() < nth ? k_past_the_end : result == 0 ? 0 : 1);
+        if (fcntl(number, F_GETFD) != -1) std::fclose(file);
     }
 
-    /// The exit status, or -1 when a signal ended it.
-    int run(const std::string& options, std::uint64_t nth) const
+    /// Runs with the n-th allocation failing, and looks that all is given back.
+    /// @return whether there were fewer
+    bool run(const std::string& options, std::uint64_t nth)
     {
-        const pid_t child = fork();
-        if (child == 0) run_here(options, nth);
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        const std::uint64_t blocks = heap_blocks();
+        const int free_file = first_free_file();
+        std::FILE* const log = stderr;
+        stdin = std::fopen("in.kvd", "rb");
+        stdout = std::fopen("stdout", "wb");
+        stderr = std::fopen("log", "wb");
+        const int in_number = fileno(stdin);
+        const int out_number = fileno(stdout);
+        alarm(20);
+        heap_fail_nth(nth);
+        result = run_words(options);
+        const bool passed_the_end = heap_calls() < nth;
+        heap_fail_nth(0);
+        close_unless_closed(stdin, in_number);
+        close_unless_closed(stdout, out_number);
+        std::fclose(stderr);
+        stderr = log;
+        expect(heap_blocks() == blocks, "memory is kept");
+        expect(first_free_file() == free_file, "a file is left open");
+        return passed_the_end;
+    }
+
+    /// Every allocation of a run fails in turn. A failure that costs nothing is no failure: the
+    /// output is then the usual one.
+    std::uint64_t walk(const memory_case& c)
+    {
+        const std::string input = read(c.in);
+        const std::string moved = c.in + std::string("~");
+        run(c.options, 0);
+        const std::string usual = read(c.out);
+        expect(result == 0 && !usual.empty(), "no usual output");
+        std::uint64_t nth = 1;
+        for (bool ended = false; !ended && fault.empty(); ++nth) {
+            write("step", std::to_string(nth));
+            fs::remove(c.out);
+            fs::remove(moved);
+            write(c.in, input);
+            ended = run(c.options, nth);
+            const bool finished = log_holds("wrote output file") && !log_holds("output error");
+            expect(log_tells_a_failure() || (finished && read(c.out) == usual), "nothing is told");
+            expect(read(c.in) == input || read(moved) == input, "the input has changed");
+        }
+        if (!fault.empty()) fault += " at " + read("step") + "\n" + read("log");
+        write(c.in, input);
+        return nth - 1;
     }
 
     void write(const char* name, const std::string& bytes) const
@@ -152,39 +201,21 @@ class memory : public ::testing::Test {
     }
 
     fs::path dir;
+    int result = 0; ///< of the last run
+    std::string fault;
 };
 
 } // namespace
 
-// A failure that costs nothing is no failure: the output is then the usual one.
 TEST_F(memory, runs_out_with_a_word_and_without_harm)
 {
     std::uint64_t walked = 0;
     for (const memory_case& c : cases) {
-        SCOPED_TRACE(c.options);
-        const std::string input = read(c.in);
-        ASSERT_FALSE(input.empty());
-        ASSERT_EQ(run(c.options, UINT64_MAX), k_past_the_end);
-        const std::string usual = read(c.out);
-        ASSERT_FALSE(usual.empty());
-        std::uint64_t nth = 1;
-        for (int status = 0; status != k_past_the_end; ++nth) {
-            fs::remove(dir / c.out);
-            fs::remove(dir / (c.in + std::string("~")));
-            write(c.in, input);
-            status = run(c.options, nth);
-            ASSERT_TRUE(status == 0 || status == 1 || status == k_past_the_end)
-                << status << ' ' << nth;
-            const bool finished = log_holds("wrote output file") && !log_holds("output error");
-            ASSERT_TRUE(log_tells_a_failure() || (finished && read(c.out) == usual))
-                << nth << read("log");
-            ASSERT_TRUE(read(c.in) == input || read(c.in + std::string("~")) == input) << nth;
-        }
-        EXPECT_GT(nth, 20u);
-        walked += nth - 1;
-        write(c.in, input);
+        EXPECT_EQ(apart([&] { write("walked", std::to_string(walk(c))); }), "") << c.options;
+        const int failures = std::atoi(read("walked").c_str());
+        EXPECT_GT(failures, 20) << c.options;
+        walked += static_cast<std::uint64_t>(failures);
     }
-    RecordProperty("failures_walked", std::to_string(walked));
     std::printf("%d failures walked\n", static_cast<int>(walked));
 }
 
@@ -199,16 +230,11 @@ TEST_F(memory, of_one_run_is_lost_on_the_next)
         sheet += facet(at(0, 0), at(1, 0), at(1, 1)) + facet(at(0, 0), at(1, 1), at(0, 1));
     }
     write("in.astl", sheet + "endsolid\n");
-    const pid_t child = fork();
-    if (child == 0) {
-        fs::current_path(dir);
-        for (const char* name : {"first", "second"})
-            if (run_words(std::string("-f in.astl -e gone -q 4 -a 60 -o ") + name) != 0) _exit(1);
-        _exit(0);
-    }
-    int status = 1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(apart([&] {
+                  for (const char* name : {"first", "second"})
+                      run(std::string("-f in.astl -e gone -q 4 -a 60 -o ") + name, 0);
+              }),
+              "");
     EXPECT_FALSE(read("gone.astl").empty()) << "something was removed";
     EXPECT_EQ(read("first.astl"), read("second.astl"));
 }
