@@ -215,9 +215,9 @@ void demand_readable(const std::string& file, std::uint32_t format)
 void demand_honest(const job& j, const outcome& o)
 {
     const bool finished = holds(o.log, "wrote output file") && !holds(o.log, "output error");
-    const bool told = o.result != 0 || holds(o.log, "rror") || holds(o.log, "memory") ||
-                      holds(o.log, "aborted") || holds(o.log, "0 triangles read") ||
-                      holds(o.log, "unable");
+    const bool told = o.result != 0 || holds(o.log, "memory") || holds(o.log, "output error") ||
+                      holds(o.log, "error number 0.") || holds(o.log, "program aborted") ||
+                      holds(o.log, " 0 triangles read.");
     const bool gated = holds(j.options, "-V 6") || holds(j.options, "-V 7");
     demand(finished || told || gated, "a word about an output that was not finished");
     if (!finished || j.stop != 0 || j.out == form::native) return;
