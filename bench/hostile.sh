@@ -51,9 +51,9 @@ time_of() {
     [ -s "$file" ] || build/release/bin/make_model "$kind" "$size" 1 "$file" >/dev/null
     read -ra options <<<"$(options_of "$2") ${more//,/ }"
     {
-        time (ulimit -t "$limit" && exec "$program" -f "$file" -o "$out/result.stl" \
-            "${options[@]}" >/dev/null 2>"$out/log") || status=$?
-    } 2>"$out/time"
+        time bash -c 'ulimit -t "$1" && shift && exec "$@"' limited "$limit" "$program" -f "$file" \
+            -o "$out/result.stl" "${options[@]}" >/dev/null 2>"$out/log"
+    } 2>"$out/time" || status=$?
     case $status in
     0) awk 'END { print $1 + $2 }' "$out/time" ;;
     137 | 152) echo "over $limit" ;;
