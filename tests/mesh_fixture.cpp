@@ -68,6 +68,8 @@ mesh_fixture::mesh_fixture(const std::vector<point>& points, const std::vector<c
 
 mesh_fixture::~mesh_fixture()
 {
+    heap_free(sides.sides);
+    heap_free(sides.starts);
     list_free(&topo.edge_err_list);
     list_free(&topo.lone_list);
     cell_tree_free(&ctx);
@@ -83,6 +85,7 @@ void mesh_fixture::build(mesh_form form)
     mesh_ctx_init(&ctx, nullptr);
     model = {};
     topo = {};
+    topo.sides = &sides;
     ctx.model = &model;
     ctx.topo = model.topo = &topo;
 

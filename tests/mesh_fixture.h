@@ -12,6 +12,7 @@
 #include "mesh/audit.h"
 #include "mesh/context.h"
 #include "mesh/records.h"
+#include "repair/edge_groups.h"
 
 #include <array>
 #include <cstdint>
@@ -34,6 +35,7 @@ struct mesh_fixture {
     mesh_ctx ctx;
     model_ctx model;
     topo_ctx topo;
+    edge_groups sides = {};
     std::int32_t err = err_none;
     std::vector<tr_h> trs;          ///< all triangles, in the order in which they were listed
     std::vector<std::string> names; ///< letters of each, "???" where the mesh came from numbers

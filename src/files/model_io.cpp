@@ -35,51 +35,26 @@ void snap_to_zero(float* pt)
     }
 }
 
-// A new object in front of the list, with a triangle and three vertices of its own.
-obj_h new_loose_tr(obj_list* list, std::int32_t* err)
+// The corners as the mesh has them.
+void take_in(const stl_tri& tri, const coord_transform* transform, float (*corners)[3])
 {
-    const obj_h o = cell_obj_new();
-    if (!o || !list_push(list, o)) {
-        *err = err_no_memory;
-        return {};
-    }
-    const tr_h t = tr_new(err);
-    if (!t) return {};
-    tr_rec& tr = rec(t);
-    rec(o).tr = tr_ref(t);
-    tr.flags |= tr_loaded;
-    tr.cell = o;
-    for (vtx_h& corner : tr.vtx) {
-        const vtx_h v = vtx_new();
-        if (!v) {
-            *err = err_no_memory;
-            return {};
-        }
-        corner = vtx_ref(v);
-    }
-    return o;
-}
-
-void place_corner(vtx_h v, const float* pt, const coord_transform* transform)
-{
-    float* pos = rec(v).pos;
-    vec_copy(pt, pos);
-    if (transform) transform_in(*transform, pos);
-    snap_to_zero(pos);
-}
-
-void take_in(obj_h o, const stl_tri& tri, const coord_transform* transform, double margin,
-             aabb* bbox)
-{
-    cell_obj& obj = rec(o);
-    const tr_rec& tr = rec(obj.tr);
-    const float* corners[3] = {tri.corner1, tri.corner2, tri.corner3};
+    vec_copy(tri.corner1, corners[0]);
+    vec_copy(tri.corner2, corners[1]);
+    vec_copy(tri.corner3, corners[2]);
     for (int i = 0; i < 3; ++i) {
-        place_corner(tr.vtx[i], corners[i], transform);
-        box_add(bbox, corner_pos(tr, i));
+        if (transform) transform_in(*transform, corners[i]);
+        snap_to_zero(corners[i]);
     }
-    obj.box = box_of_tr(tr);
-    box_widen(&obj.box, margin);
+}
+
+bool add_tr(const stl_tri& tri, const coord_transform* transform, tr_soup* soup, aabb* bbox)
+{
+    float corners[3][3];
+    take_in(tri, transform, corners);
+    if (!soup_add(soup, corners)) return false;
+    for (const float* corner : corners)
+        box_add(bbox, corner);
+    return true;
 }
 
 bool has_nan_corner(const tr_rec& tr)
@@ -109,26 +84,27 @@ bool tr_in_kill_range(const stl_tri& tri)
     return within_kill(tri.corner1) && within_kill(tri.corner2) && within_kill(tri.corner3);
 }
 
-stage_result stl_load_model(obj_list* list, aabb* bbox, std::uint32_t limit, std::uint32_t* count,
-                            stl_stream* stream, const coord_transform* transform, std::int32_t* err)
+double reader_margin()
 {
-    const double margin = static_cast<double>(merge_tol) * k_reader_margin;
+    return static_cast<double>(merge_tol) * k_reader_margin;
+}
+
+stage_result stl_load_model(tr_soup* soup, aabb* bbox, std::uint32_t limit, stl_stream* stream,
+                            const coord_transform* transform, std::int32_t* err)
+{
     std::uint32_t ignored = 0;
     stl_tri tri;
     *bbox = k_no_box;
-    *count = 0;
-    while (stl_get_triangle(stream, &tri) != 0 && *count != limit) {
+    while (stl_get_triangle(stream, &tri) != 0 && soup->count != limit) {
         if (!tr_in_kill_range(tri)) {
             ++ignored;
-            continue;
+        } else if (!add_tr(tri, transform, soup, bbox)) {
+            *err = err_no_memory;
+            return stage_failed;
         }
-        const obj_h o = new_loose_tr(list, err);
-        if (!o) return stage_failed;
-        take_in(o, tri, transform, margin, bbox);
-        ++*count;
     }
     if (stl_error(stream)) *err = err_stl_input;
-    box_widen(bbox, 2.0 * margin);
+    box_widen(bbox, 2.0 * reader_margin());
     if (ignored != 0)
         log_line("\nstl-input: ignored %1d triangles with absolute coordinate values larger than "
                  "%6.1f units.\n\n",

@@ -11,7 +11,6 @@ pool<cell_node> node_pool;
 namespace {
 
 constexpr std::uint32_t k_default_list = 128;
-constexpr std::uint32_t k_grow_factor = 10; ///< a list this many times too long makes limits grow
 
 std::uint32_t last_serial = 0;
 
@@ -33,7 +32,7 @@ void size_tree(std::uint32_t estimate, mesh_ctx* ctx)
     const double wanted = std::floor(levels) + 1.0;
     ctx->max_level =
         wanted < k_deepest_level ? static_cast<std::uint32_t>(wanted) : k_deepest_level;
-    ctx->grow_limit = k_grow_factor * ctx->max_list;
+    ctx->grow_limit = tree_grow_limit(ctx->max_list);
 }
 
 void grow_limits(mesh_ctx* ctx)
@@ -41,7 +40,7 @@ void grow_limits(mesh_ctx* ctx)
     if (ctx->max_level >= k_deepest_level || ctx->longest_list <= ctx->grow_limit) return;
     ++ctx->max_level;
     ctx->max_list *= 2;
-    ctx->grow_limit = k_grow_factor * ctx->max_list;
+    ctx->grow_limit = tree_grow_limit(ctx->max_list);
 }
 
 // Every object that touches the cut goes into both halves.
@@ -61,18 +60,8 @@ bool cell_redistribute(const cell_node& node, mesh_ctx* ctx)
 
 bool cell_split(node_h n, std::uint32_t level, mesh_ctx* ctx)
 {
-    const aabb box = rec(n).box;
-    const node_h low = node_new(box);
-    const node_h high = low ? node_new(box) : node_h{};
-    if (!high) return false;
+    if (!cell_halve(n, level)) return false;
     cell_node& node = rec(n);
-    node.low = low;
-    node.high = high;
-    const std::uint32_t axis = level % 3;
-    const float sum = box.min[axis] + box.max[axis];
-    const float cut = static_cast<float>(static_cast<double>(sum) * 0.5);
-    rec(low).box.max[axis] = cut;
-    rec(high).box.min[axis] = cut;
     if (!cell_redistribute(node, ctx)) return false;
     list_free(&node.list);
     return true;
@@ -187,6 +176,21 @@ node_h cell_tree_new(const aabb& box, std::uint32_t list_len, std::uint32_t leve
     return root;
 }
 
+bool cell_halve(node_h n, std::uint32_t level)
+{
+    const aabb box = rec(n).box;
+    const node_h low = node_new(box);
+    const node_h high = low ? node_new(box) : node_h{};
+    if (!high) return false;
+    rec(n).low = low;
+    rec(n).high = high;
+    const std::uint32_t axis = level % 3;
+    const float cut = cell_cut(box.min[axis], box.max[axis]);
+    rec(low).box.max[axis] = cut;
+    rec(high).box.min[axis] = cut;
+    return true;
+}
+
 void cell_tree_free(mesh_ctx* ctx)
 {
     if (ctx->root) cell_free(ctx->root);
@@ -206,6 +210,7 @@ void cell_free(node_h node)
 
 bool tree_add(obj_h obj, bool* added, mesh_ctx* ctx)
 {
+    ctx->in_order = false;
     grow_limits(ctx);
     bool refused = false;
     if (!cell_insert(ctx->root, obj, 0, &refused, ctx)) return false;
@@ -218,6 +223,7 @@ void tree_remove(obj_h obj, mesh_ctx* ctx)
 {
     removal job = {obj, &rec(obj).box, false, false};
     tree_remove_walk(ctx->root, &job);
+    rec(obj).box = k_no_box;
     if (job.was_removed) --ctx->tr_count;
 }
 
@@ -239,6 +245,8 @@ void tr_remove_objs(const obj_list& objs, mesh_ctx* ctx)
         rec(o).stamp = ctx->visit_stamp;
     }
     drop_stamped_below(ctx->root, ctx->visit_stamp);
+    for (const obj_h o : objs)
+        rec(o).box = k_no_box;
     ctx->tr_count -= objs.count;
 }
 
@@ -256,13 +264,16 @@ void tr_delete(tr_h t, mesh_ctx* ctx)
 
 bool tree_collect(node_h node, obj_list* head, std::uint32_t* count, mesh_ctx* ctx)
 {
+    const auto collect = [&](obj_h o, cell_obj& obj) {
+        if (obj.stamp == ctx->visit_stamp) return true;
+        obj.stamp = ctx->visit_stamp;
+        ++*count;
+        return list_push(head, o);
+    };
+    if (ctx->in_order && node == ctx->root) return for_each_obj_in_order(collect);
     return walk_leaves(node, everywhere, [&](cell_node& leaf) {
-        for (const obj_h o : leaf.list) {
-            if (rec(o).stamp == ctx->visit_stamp) continue;
-            rec(o).stamp = ctx->visit_stamp;
-            if (!list_push(head, o)) return false;
-            ++*count;
-        }
+        for (const obj_h o : leaf.list)
+            if (!collect(o, rec(o))) return false;
         return true;
     });
 }

@@ -16,6 +16,19 @@ namespace velmora {
 
 constexpr std::uint32_t k_deepest_level = 21; ///< no limit ever grows beyond it
 
+/// The length beyond which a list makes the limits grow.
+constexpr std::uint32_t tree_grow_limit(std::uint32_t max_list)
+{
+    return 10 * max_list;
+}
+
+/// Where a cell from `min` to `max` is cut.
+inline float cell_cut(float min, float max)
+{
+    const float sum = min + max;
+    return static_cast<float>(static_cast<double>(sum) * 0.5);
+}
+
 /// One cell. The level is never stored: descents carry it.
 struct cell_node {
     aabb box;
@@ -47,6 +60,10 @@ inline bool is_leaf(const cell_node& node)
 /// Frees all nodes and the references of their leaves; ctx->root is left as it was.
 void cell_tree_free(mesh_ctx* ctx);
 
+/// Gives a leaf of that level two empty children, cut in the middle; its list stays with it.
+/// @return false when memory ran out; the leaf then stays one
+[[nodiscard]] bool cell_halve(node_h leaf, std::uint32_t level);
+
 /// Frees `node` and all below it.
 void cell_free(node_h node);
 
@@ -57,7 +74,7 @@ void cell_free(node_h node);
 [[nodiscard]] bool tree_add(obj_h obj, bool* added, mesh_ctx* ctx);
 
 /// Takes `obj` out of every leaf and collapses cells that this leaves empty. It dies when nobody
-/// else holds it.
+/// else holds it; else its box is empty from then on.
 void tree_remove(obj_h obj, mesh_ctx* ctx);
 
 /// Clears the triangle's neighbour and pair links, then tree_remove.
@@ -103,11 +120,30 @@ inline bool everywhere(const cell_node&)
     return true;
 }
 
-/// Each object that does not bear the visit stamp, once; `visit(obj_h, cell_obj&)` returns false
-/// to end the walk, then so does this. The caller takes a new stamp before.
-template <class obj_fn> bool for_each_unstamped(mesh_ctx* ctx, const obj_fn& visit)
+/// Whether a leaf of the tree lists the object.
+inline bool is_in_tree(const cell_obj& obj)
 {
+    return obj.refs != 0 && obj.box.min[0] <= obj.box.max[0];
+}
+
+/// The walk of for_each_obj_once over a mesh that is in order.
+template <class obj_fn> bool for_each_obj_in_order(const obj_fn& visit)
+{
+    for (std::uint32_t i = 1; i < obj_pool.used; ++i) {
+        cell_obj& obj = rec(obj_h{i});
+        if (is_in_tree(obj) && !visit(obj_h{i}, obj)) return false;
+    }
+    return true;
+}
+
+/// Each object once, in the order in which a walk over the leaves meets them;
+/// `visit(obj_h, cell_obj&)` returns false to end the walk, then so does this. Takes a new visit
+/// stamp; the visited objects may bear it.
+template <class obj_fn> bool for_each_obj_once(mesh_ctx* ctx, const obj_fn& visit)
+{
+    ++ctx->visit_stamp;
     if (!ctx->root) return true;
+    if (ctx->in_order) return for_each_obj_in_order(visit);
     return walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
         for (const obj_h o : leaf.list) {
             cell_obj& obj = rec(o);
@@ -117,13 +153,6 @@ template <class obj_fn> bool for_each_unstamped(mesh_ctx* ctx, const obj_fn& vis
         }
         return true;
     });
-}
-
-/// The same after taking a new visit stamp.
-template <class obj_fn> bool for_each_obj_once(mesh_ctx* ctx, const obj_fn& visit)
-{
-    ++ctx->visit_stamp;
-    return for_each_unstamped(ctx, visit);
 }
 
 } // namespace velmora

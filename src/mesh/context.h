@@ -12,6 +12,7 @@
 namespace velmora {
 
 struct stl_stream;
+struct edge_groups;
 struct edge_rec;
 struct plg_cell;
 struct vtx_table;
@@ -49,6 +50,13 @@ struct edge_tbl {
     std::uint32_t slot_count; ///< a power of two, or 0
 };
 
+/// What is known of the vertices of a mesh before its first merge.
+enum weld_state : std::uint32_t {
+    weld_none,    ///< nothing
+    weld_done,    ///< the merge would change nothing
+    weld_distinct ///< nor have two vertices one position, and all coordinates are finite
+};
+
 struct topo_ctx {
     std::uint32_t tri_with_3_nbrs; ///< reported; no step counts it, so it stays 0
     std::uint32_t thin_deleted;    ///< reported; stays 0
@@ -62,10 +70,12 @@ struct topo_ctx {
     std::uint32_t orient_a;        ///< 1: keep the sense that the ray found
     std::uint32_t orient_b;        ///< 1: compute normals
     std::uint32_t orient_mode;     ///< 0 in every run
+    weld_state weld;               ///< left by whoever made the vertices
     /// No two vertices have one position, and all coordinates are finite: found after the merge,
     /// and true from then on, since vertices neither move nor come anew.
     bool vtx_distinct;
 
+    edge_groups* sides; ///< all edges, from linking up to orientation; owned by the run
     const coord_transform* transform; ///< none in every run
     edge_tbl edge_errs;               ///< the crowded edges
     obj_list edge_err_list;           ///< one entry for each edge error
@@ -100,6 +110,9 @@ struct mesh_ctx {
     std::uint32_t deepest_level; ///< greatest level at which an object reached a leaf
     std::uint32_t longest_list;  ///< greatest length that any leaf's list reached
     std::uint32_t next_id;       ///< last identity given out
+    /// The objects of the tree have handles in the order in which a walk meets them, and all others
+    /// that live have an empty box: walks may go through the pool instead.
+    bool in_order;
     /// Asked at each leaf before an object is stored; true refuses it. May be null.
     bool (*insert_hook)(node_h leaf, obj_h obj);
     model_ctx* model;

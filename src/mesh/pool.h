@@ -34,11 +34,16 @@ constexpr std::uint32_t k_chunk_size = 1u << k_chunk_bits;
 constexpr std::uint32_t k_max_chunks = 1u << (32 - k_chunk_bits);
 constexpr std::size_t k_line = 64; ///< bytes of a cache line
 
-/// All records of one kind. Records are plain data, given out with unspecified content.
-template <class rec_t> struct pool {
+/// The memory of records.
+template <class rec_t> struct pool_chunks {
     rec_t* chunks[k_max_chunks]; ///< aligned to the cache line
     void* blocks[k_max_chunks];  ///< what the heap gave for each chunk
-    std::uint32_t chunk_count;
+    std::uint32_t count;
+};
+
+/// All records of one kind. Records are plain data, given out with unspecified content.
+template <class rec_t> struct pool {
+    pool_chunks<rec_t> memory;
     std::uint32_t used;      ///< handles given out so far, number 0 included
     std::uint32_t free_head; ///< first of the records that were given back, chained; 0 none
 };
@@ -46,19 +51,25 @@ template <class rec_t> struct pool {
 template <class rec_t> rec_t& pool_at(const pool<rec_t>& p, handle<rec_t> h)
 {
     assert(h.i != 0 && h.i < p.used);
-    return p.chunks[h.i >> k_chunk_bits][h.i & (k_chunk_size - 1)];
+    return p.memory.chunks[h.i >> k_chunk_bits][h.i & (k_chunk_size - 1)];
 }
 
-template <class rec_t> bool pool_add_chunk(pool<rec_t>* p)
+template <class rec_t> bool chunks_add(pool_chunks<rec_t>* c)
 {
-    if (p->chunk_count == k_max_chunks) return false;
+    if (c->count == k_max_chunks) return false;
     auto* block = static_cast<unsigned char*>(heap_alloc(sizeof(rec_t) * k_chunk_size + k_line));
     if (!block) return false;
     const std::size_t past_line = reinterpret_cast<std::uintptr_t>(block) % k_line;
     const std::size_t skipped = past_line ? k_line - past_line : 0;
-    p->blocks[p->chunk_count] = block;
-    p->chunks[p->chunk_count++] = reinterpret_cast<rec_t*>(block + skipped);
+    c->blocks[c->count] = block;
+    c->chunks[c->count++] = reinterpret_cast<rec_t*>(block + skipped);
     return true;
+}
+
+template <class rec_t> void chunks_free(pool_chunks<rec_t>* c)
+{
+    while (c->count > 0)
+        heap_free(c->blocks[--c->count]);
 }
 
 /// A record that nobody has, or none when memory ran out.
@@ -71,7 +82,7 @@ template <class rec_t> handle<rec_t> pool_take(pool<rec_t>* p)
     }
     const std::uint32_t next = p->used ? p->used : 1;
     if (next == 0xFFFFFFFFu) return {};
-    if ((next >> k_chunk_bits) >= p->chunk_count && !pool_add_chunk(p)) return {};
+    if ((next >> k_chunk_bits) >= p->memory.count && !chunks_add(&p->memory)) return {};
     p->used = next + 1;
     return {next};
 }
@@ -90,9 +101,22 @@ template <class rec_t> void pool_give_back(pool<rec_t>* p, handle<rec_t> h)
 /// Gives all memory back to the heap; every handle is void.
 template <class rec_t> void pool_empty(pool<rec_t>* p)
 {
-    for (std::uint32_t c = 0; c < p->chunk_count; ++c)
-        heap_free(p->blocks[c]);
-    p->chunk_count = p->used = p->free_head = 0;
+    chunks_free(&p->memory);
+    p->used = p->free_head = 0;
+}
+
+/// Takes over records that stand in `chunks` from place 1 to place `count`, in the place of all
+/// that the pool had.
+template <class rec_t>
+void pool_replace(pool<rec_t>* p, pool_chunks<rec_t>* chunks, std::uint32_t count)
+{
+    chunks_free(&p->memory);
+    std::memcpy(p->memory.chunks, chunks->chunks, sizeof(rec_t*) * chunks->count);
+    std::memcpy(p->memory.blocks, chunks->blocks, sizeof(void*) * chunks->count);
+    p->memory.count = chunks->count;
+    chunks->count = 0;
+    p->used = count + 1;
+    p->free_head = 0;
 }
 
 } // namespace velmora

@@ -17,6 +17,8 @@ constexpr tr_cold k_plain_cold = {{}, 0, {65535.0f, 65535.0f, 65535.0f}, {k_no_e
 // One chunk of cold parts for each chunk of triangles, made when the first of them is written.
 tr_cold* cold_chunks[k_max_chunks];
 
+bool any_cold_chunk = false;
+
 tr_cold* add_cold_chunk(std::uint32_t chunk)
 {
     auto* made = static_cast<tr_cold*>(heap_alloc(sizeof(tr_cold) * k_chunk_size));
@@ -24,6 +26,7 @@ tr_cold* add_cold_chunk(std::uint32_t chunk)
     for (std::uint32_t i = 0; i < k_chunk_size; ++i)
         made[i] = k_plain_cold;
     cold_chunks[chunk] = made;
+    any_cold_chunk = true;
     return made;
 }
 
@@ -124,6 +127,11 @@ tr_cold* cold_for_write(tr_h t)
     return chunk ? &chunk[t.i & (k_chunk_size - 1)] : nullptr;
 }
 
+bool has_cold_parts()
+{
+    return any_cold_chunk;
+}
+
 void tr_set_mark(tr_h t, int number)
 {
     switch (number) {
@@ -182,14 +190,14 @@ bool tr_assign_id(obj_h o, bool force, mesh_ctx* ctx)
 
 void mesh_records_free()
 {
-    for (std::uint32_t c = 0; c < tr_pool.chunk_count; ++c) {
+    for (std::uint32_t c = 0; any_cold_chunk && c < k_max_chunks; ++c) {
         heap_free(cold_chunks[c]);
         cold_chunks[c] = nullptr;
     }
     pool_empty(&tr_pool);
     pool_empty(&vtx_pool);
     pool_empty(&obj_pool);
-    links_may_dangle = false;
+    any_cold_chunk = links_may_dangle = false;
 }
 
 } // namespace velmora

@@ -104,7 +104,7 @@ struct tr_cold {
     tr_extra extra;
 };
 
-/// The spatial entry of a triangle.
+/// The spatial entry of a triangle. Its box is empty while the tree does not have it.
 struct cell_obj {
     aabb box;            ///< of its triangle, with a margin while it comes from a reader
     std::uint32_t refs;  ///< lists that hold it
@@ -201,6 +201,9 @@ const tr_cold& cold(tr_h t);
 
 /// The same for writing; null when memory ran out.
 [[nodiscard]] tr_cold* cold_for_write(tr_h t);
+
+/// True once some triangle of the run has been given cold parts.
+bool has_cold_parts();
 
 /// True when any defect mark is set: such triangles hold up the first spread of the winding.
 inline bool tr_has_problem(const tr_rec& tr)

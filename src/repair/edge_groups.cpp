@@ -1,5 +1,7 @@
 #include "repair/edge_groups.h"
 
+#include "mesh/cell_tree.h"
+#include "mesh/measure.h"
 #include "mesh/vec.h"
 
 #include <algorithm>
@@ -60,17 +62,18 @@ bool position_set_add(const position_set& set, vtx_h v)
 }
 
 // Vertices in use can't be more than this.
-std::uint32_t most_vertices(const obj_list& objs)
+std::uint32_t most_vertices(const mesh_ctx& ctx)
 {
-    return std::min(vtx_pool.used, 3 * objs.count);
+    return std::min(vtx_pool.used, 3 * ctx.tr_count);
 }
 
-bool all_distinct(const obj_list& objs, const position_set& set)
+bool all_distinct(mesh_ctx* ctx, const position_set& set)
 {
-    for (const obj_h o : objs)
-        for (const vtx_h v : rec(rec(o).tr).vtx)
+    return for_each_obj_once(ctx, [&](obj_h, const cell_obj& obj) {
+        for (const vtx_h v : rec(obj.tr).vtx)
             if (!is_finite(rec(v).pos) || !position_set_add(set, v)) return false;
-    return true;
+        return true;
+    });
 }
 
 struct side_ends {
@@ -86,27 +89,46 @@ side_ends ends_of(const tr_rec& tr, int e)
 }
 
 // How many sides each vertex has, then where they end: filling walks the ends back to the starts.
-void count_sides(const obj_list& objs, edge_groups* groups)
+// Returns the number of all sides, or none when a triangle has a vertex twice.
+std::uint32_t count_sides(edge_groups* groups, mesh_ctx* ctx)
 {
     std::uint32_t* starts = groups->starts;
-    for (const obj_h o : objs)
+    const bool countable = for_each_obj_once(ctx, [&](obj_h, const cell_obj& obj) {
+        const tr_rec& tr = rec(obj.tr);
         for (int e = 0; e < 3; ++e)
-            ++starts[ends_of(rec(rec(o).tr), e).low.i];
+            ++starts[ends_of(tr, e).low.i];
+        return !tr_collapsed(tr);
+    });
     std::uint32_t sum = 0;
     for (std::uint32_t v = 0; v <= groups->vtx_count; ++v)
         starts[v] = sum += starts[v];
+    return countable ? sum : 0;
 }
 
-void fill_sides(const obj_list& objs, edge_groups* groups)
+void fill_sides(const edge_groups& groups, mesh_ctx* ctx)
 {
-    for (const obj_h o : objs) {
-        const tr_h t = rec(o).tr;
+    for_each_obj_once(ctx, [&](obj_h, const cell_obj& obj) {
         for (int e = 0; e < 3; ++e) {
-            const side_ends ends = ends_of(rec(t), e);
-            const std::uint32_t at = t.i << 2 | static_cast<std::uint32_t>(e);
-            groups->sides[--groups->starts[ends.low.i]] = {ends.high, at};
+            const side_ends ends = ends_of(rec(obj.tr), e);
+            const std::uint32_t at = obj.tr.i << 2 | static_cast<std::uint32_t>(e);
+            groups.sides[--groups.starts[ends.low.i]] = {ends.high, at};
         }
-    }
+        return true;
+    });
+}
+
+bool build(edge_groups* groups, mesh_ctx* ctx)
+{
+    const std::size_t size = sizeof(std::uint32_t) * (std::size_t{groups->vtx_count} + 2);
+    groups->starts = static_cast<std::uint32_t*>(heap_alloc(size));
+    if (!groups->starts) return false;
+    std::memset(groups->starts, 0, size);
+    const std::uint32_t count = count_sides(groups, ctx);
+    if (count == 0) return false;
+    groups->sides = static_cast<edge_side*>(heap_alloc(sizeof(edge_side) * count));
+    if (!groups->sides) return false;
+    fill_sides(*groups, ctx);
+    return true;
 }
 
 bool far_below(const edge_side& a, const edge_side& b)
@@ -116,30 +138,18 @@ bool far_below(const edge_side& a, const edge_side& b)
 
 } // namespace
 
-bool vertices_are_distinct(const obj_list& objs)
+bool vertices_are_distinct(mesh_ctx* ctx)
 {
-    if (tr_pool.used > k_most_grouped || objs.count > k_most_grouped) return false;
     position_set set;
-    const bool distinct = position_set_init(most_vertices(objs), &set) && all_distinct(objs, set);
+    const bool distinct = position_set_init(most_vertices(*ctx), &set) && all_distinct(ctx, set);
     heap_free(set.slots);
     return distinct;
 }
 
-bool edge_groups_build(const obj_list& objs, edge_groups* groups)
+void edge_groups_build(edge_groups* groups, mesh_ctx* ctx)
 {
-    *groups = {nullptr, nullptr, vtx_pool.used};
-    const std::size_t starts = std::size_t{groups->vtx_count} + 2;
-    groups->starts = static_cast<std::uint32_t*>(heap_alloc(sizeof(std::uint32_t) * starts));
-    groups->sides =
-        static_cast<edge_side*>(heap_alloc(sizeof(edge_side) * 3 * (std::size_t{objs.count} + 1)));
-    if (!groups->starts || !groups->sides) {
-        edge_groups_free(groups);
-        return false;
-    }
-    std::memset(groups->starts, 0, sizeof(std::uint32_t) * starts);
-    count_sides(objs, groups);
-    fill_sides(objs, groups);
-    return true;
+    *groups = {nullptr, nullptr, vtx_pool.used, false};
+    if (tr_pool.used > k_most_grouped || !build(groups, ctx)) edge_groups_free(groups);
 }
 
 void edge_groups_free(edge_groups* groups)

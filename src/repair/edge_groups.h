@@ -6,7 +6,7 @@
 // edge table; their order is not, so they serve where each edge is judged by itself.
 #pragma once
 
-#include "mesh/obj_list.h"
+#include "mesh/context.h"
 
 #include <cstdint>
 
@@ -33,22 +33,25 @@ struct edge_group {
     std::uint32_t count;
 };
 
-/// All sides of a set of triangles; all zero is the empty table.
+/// All sides of the triangles in the tree; all zero is the empty table. Good as long as no corner
+/// changes.
 struct edge_groups {
     edge_side* sides;      ///< owned; those of one lower vertex next to each other
-    std::uint32_t* starts; ///< by vertex handle, where its sides start; owned
+    std::uint32_t* starts; ///< by vertex handle, where its sides start; owned; null: no table
     std::uint32_t vtx_count;
+    bool in_order; ///< the sides under each vertex are in the order of their far ends
 };
 
 constexpr std::uint32_t k_most_grouped = 1u << 29; ///< handles of triangles that a side can name
 
-/// Whether no two of the triangles' vertices have the same position, every coordinate is a finite
-/// number, and the triangles are few enough: then edge_groups may stand in for the sorted table.
-/// False also when memory ran out.
-[[nodiscard]] bool vertices_are_distinct(const obj_list& objs);
+/// Whether no two of the triangles' vertices have the same position, and every coordinate is a
+/// finite number: then edge_groups may stand in for the sorted table. False also when memory ran
+/// out.
+[[nodiscard]] bool vertices_are_distinct(mesh_ctx* ctx);
 
-/// Files the sides of all triangles of `objs`; false when memory ran out.
-[[nodiscard]] bool edge_groups_build(const obj_list& objs, edge_groups* groups);
+/// Files the sides of all triangles in the tree. Without memory, with a triangle that has a vertex
+/// twice, or with more triangles than a side can name there is no table.
+void edge_groups_build(edge_groups* groups, mesh_ctx* ctx);
 
 void edge_groups_free(edge_groups* groups);
 
@@ -56,10 +59,11 @@ void edge_groups_free(edge_groups* groups);
 void edge_groups_sort(const edge_groups& groups, std::uint32_t v);
 
 /// Hands every group to `visit`.
-template <class visit_fn> void for_each_edge_group(const edge_groups& groups, const visit_fn& visit)
+template <class visit_fn> void for_each_edge_group(edge_groups* table, const visit_fn& visit)
 {
-    for (std::uint32_t v = 0; v < groups.vtx_count; ++v) {
-        edge_groups_sort(groups, v);
+    const edge_groups& groups = *table;
+    for (std::uint32_t v = 0; groups.starts && v < groups.vtx_count; ++v) {
+        if (!groups.in_order) edge_groups_sort(groups, v);
         const std::uint32_t end = groups.starts[v + 1];
         for (std::uint32_t at = groups.starts[v]; at < end;) {
             std::uint32_t next = at + 1;
@@ -69,6 +73,7 @@ template <class visit_fn> void for_each_edge_group(const edge_groups& groups, co
             at = next;
         }
     }
+    table->in_order = true;
 }
 
 } // namespace velmora

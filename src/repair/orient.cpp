@@ -44,16 +44,36 @@ void mark_branch(const edge_sort& table, std::uint32_t place, std::uint32_t end)
     }
 }
 
-bool mark_all_branch_edges(mesh_ctx* ctx)
+bool mark_by_position(mesh_ctx* ctx)
 {
     obj_list objs = {};
     std::uint32_t count = 0;
     ++ctx->visit_stamp;
-    bool done = tree_collect(ctx->root, &objs, &count, ctx);
-    if (done)
-        done = ctx->topo->vtx_distinct ? mark_branch_edges_distinct(objs) : mark_branch_edges(objs);
+    const bool done = tree_collect(ctx->root, &objs, &count, ctx) && mark_branch_edges(objs);
     list_free(&objs);
     return done;
+}
+
+void mark_in_groups(edge_groups* groups)
+{
+    for_each_edge_group(groups, [](const edge_group& group) {
+        for (std::uint32_t i = 0; group.count >= k_branch_users && i < group.count; ++i) {
+            tr_rec& tr = rec(side_tr(group.first[i]));
+            tr.branch_edges =
+                static_cast<std::uint8_t>(tr.branch_edges | 1 << side_slot(group.first[i]));
+        }
+    });
+}
+
+bool mark_all_branch_edges(edge_groups* groups, mesh_ctx* ctx)
+{
+    if (!ctx->topo->vtx_distinct || !groups->starts) return mark_by_position(ctx);
+    for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
+        rec(obj.tr).branch_edges = 0;
+        return true;
+    });
+    mark_in_groups(groups);
+    return true;
 }
 
 void reset_search_done(node_h n)
@@ -239,7 +259,9 @@ bool mark_branch_edges(const obj_list& objs)
 
 stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
 {
-    if (!mark_all_branch_edges(ctx)) return stage_failed;
+    const bool marked = mark_all_branch_edges(topo->sides, ctx);
+    edge_groups_free(topo->sides);
+    if (!marked) return stage_failed;
     orientation job = {{}, {}, {}, topo, ctx, 0, 0};
     topo->inconsistent = 0;
     topo->components = 0;
@@ -252,22 +274,6 @@ stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
     topo->components = job.components;
     topo->tri_oriented = job.normals;
     return stage_ok;
-}
-
-bool mark_branch_edges_distinct(const obj_list& objs)
-{
-    clear_branch_edges(objs);
-    edge_groups groups;
-    if (!edge_groups_build(objs, &groups)) return false;
-    for_each_edge_group(groups, [](const edge_group& group) {
-        for (std::uint32_t i = 0; group.count >= k_branch_users && i < group.count; ++i) {
-            tr_rec& tr = rec(side_tr(group.first[i]));
-            tr.branch_edges =
-                static_cast<std::uint8_t>(tr.branch_edges | 1 << side_slot(group.first[i]));
-        }
-    });
-    edge_groups_free(&groups);
-    return true;
 }
 
 void reset_orientation(mesh_ctx* ctx)

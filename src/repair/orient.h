@@ -12,6 +12,7 @@
 
 namespace velmora {
 
+/// Needs the table topo->sides, or none, and frees it.
 /// Orients all triangles of the tree that do not have nrm_done, and stores how many pieces and
 /// triangles that were. A piece without a usable ray keeps its winding and is not counted.
 /// @param[out] topo  components, tri_oriented; inconsistent is cleared
@@ -22,9 +23,6 @@ namespace velmora {
 /// the end points of edge i, compared exactly.
 /// @return false when memory ran out
 [[nodiscard]] bool mark_branch_edges(const obj_list& objs);
-
-/// The same for triangles whose vertices are distinct (vertices_are_distinct).
-[[nodiscard]] bool mark_branch_edges_distinct(const obj_list& objs);
 
 /// Makes all triangles unreached, so that the next orient_components starts afresh. Those that bear
 /// orient_seen get a fresh normal instead and count as reached.

@@ -225,15 +225,11 @@ static void link_sides(edge_side a, edge_side b)
 }
 
 // An edge with more than two users is linked for none of them.
-bool stitch_distinct(const obj_list& objs)
+void stitch_distinct(edge_groups* groups)
 {
-    edge_groups groups;
-    if (!edge_groups_build(objs, &groups)) return false;
     for_each_edge_group(groups, [](const edge_group& group) {
         if (group.count == 2) link_sides(group.first[0], group.first[1]);
     });
-    edge_groups_free(&groups);
-    return true;
 }
 
 bool stitch_edges(const obj_list& objs)

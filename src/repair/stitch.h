@@ -5,6 +5,7 @@
 #pragma once
 
 #include "mesh/obj_list.h"
+#include "repair/edge_groups.h"
 #include "repair/edge_sort.h"
 
 namespace velmora {
@@ -16,7 +17,7 @@ namespace velmora {
 
 /// The same for triangles whose vertices are distinct (vertices_are_distinct): no sort is needed,
 /// and no corner changes its record.
-[[nodiscard]] bool stitch_distinct(const obj_list& objs);
+void stitch_distinct(edge_groups* groups);
 
 /// Takes all records of edges with more than two users out of a sorted table.
 void edge_drop_crowded(edge_sort* table);

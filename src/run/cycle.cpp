@@ -5,6 +5,8 @@
 #include "mesh/cell_tree.h"
 #include "mesh/log.h"
 #include "mesh/measure.h"
+#include "mesh/renumber.h"
+#include "mesh/tree_renew.h"
 #include "mesh/vec.h"
 #include "plg/plg.h"
 #include "reduce/vtx_table.h"
@@ -106,7 +108,10 @@ stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32
     topo_ctx* topo = ctx->topo;
     const bool aspect = is_aspect_mode(ctx);
     if (!aspect) mark_vertex_table_stale();
-    if (*cycle > 0) reset_orientation(ctx);
+    if (*cycle > 0) {
+        renumber_mesh(topo->table->count ? renumber_keep_vertices : renumber_all, ctx);
+        reset_orientation(ctx);
+    }
     if (!build_topology(*cycle, err, ctx)) return stage_failed;
     audit_run("building the topology", ctx);
     ++*cycle;
@@ -117,7 +122,7 @@ stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32
     free_turn_lists(topo);
     write_removed_if_wanted(err, *topo);
     free_vtx_table(aspect, topo->table);
-    if (!rebuild_cell_tree(err, ctx)) return stage_failed;
+    if (!rebuild_cell_tree(ctx)) return stage_failed;
     if (!drop_collapsed(err, ctx)) return stage_failed;
     audit_run("dropping collapsed triangles", ctx);
     return aspect ? mark_duplicates(ctx) : stage_ok;
@@ -205,23 +210,27 @@ stage_result shape_cycle(std::int32_t* err, mesh_ctx* ctx)
     return stage_ok;
 }
 
-stage_result rebuild_cell_tree(std::int32_t* err, mesh_ctx* ctx)
+// With a box that has no middle the cuts depend on what is compared with them: one by one.
+static bool renew_one_by_one(mesh_ctx* ctx)
 {
     obj_list all = {};
     std::uint32_t count = 0;
     ++ctx->visit_stamp;
-    if (!tree_collect(ctx->root, &all, &count, ctx)) {
-        list_free(&all);
-        *err = err_no_memory;
-        return stage_failed;
-    }
-    bool done = true;
-    if (!is_leaf(rec(ctx->root))) {
+    bool done = tree_collect(ctx->root, &all, &count, ctx);
+    if (done) {
         cut_below_root(ctx);
         done = add_again(all, ctx);
     }
     list_free(&all);
-    if (done) return stage_ok;
+    return done;
+}
+
+stage_result rebuild_cell_tree(mesh_ctx* ctx)
+{
+    if (is_leaf(rec(ctx->root))) return stage_ok;
+    const renew_result renewed = tree_renew(ctx);
+    if (renewed == renew_done) return stage_ok;
+    if (renewed == renew_declined && renew_one_by_one(ctx)) return stage_ok;
     log_line("%s(ERROR): memory exhausted.\n", the_options.program_name);
     report_error(err_no_memory);
     return stage_failed;

@@ -1,8 +1,10 @@
 #include "run/driver.h"
 
+#include "files/model_io.h"
 #include "files/stl_stream.h"
 #include "mesh/cell_tree.h"
 #include "mesh/log.h"
+#include "mesh/renumber.h"
 #include "mesh/tolerances.h"
 #include "run/cycle.h"
 #include "run/errors.h"
@@ -26,9 +28,7 @@ constexpr double k_degrees_per_step = 10.0;
 
 // What one run of run_reduce carries from step to step.
 struct reduction {
-    obj_list list;             // as the reader handed it over, until it stands in the tree
-    aabb bbox;                 // of the input
-    std::uint32_t count;       // triangles read
+    model_input in;            // until it stands in the tree
     std::uint32_t start_count; // triangles at the start of the last cycle
     std::int32_t cycle;        // turns so far, over all angle steps
     std::int32_t err;
@@ -72,15 +72,6 @@ bool add_to_tree(const obj_list& list, mesh_ctx* ctx)
     return true;
 }
 
-bool build_tree(reduction* job, mesh_ctx* ctx)
-{
-    ctx->root = cell_tree_new(job->bbox, 0, 0, 2 * job->count, ctx);
-    if (!ctx->root) return memory_exhausted();
-    const bool done = add_to_tree(job->list, ctx);
-    list_free(&job->list);
-    return done || memory_exhausted();
-}
-
 double cos_deg(double degrees)
 {
     return std::cos(degrees / 180 * k_pi);
@@ -98,6 +89,43 @@ angle_steps plan_angle_steps(double angle)
     angle_steps steps = {angle, angle >= 0.0 ? static_cast<int>(angle / k_degrees_per_step) : 0};
     if (angle > steps.count * k_degrees_per_step) ++steps.count;
     return steps;
+}
+
+// Object by object, then all records in the order of the tree.
+bool add_list(model_input* in, mesh_ctx* ctx)
+{
+    if (!add_to_tree(in->list, ctx)) return false;
+    free_input(in);
+    renumber_mesh(renumber_all, ctx);
+    return true;
+}
+
+// Whether any turn follows, in which the vertices would be merged: without one they stay apart.
+bool will_merge(const reduce_params& params)
+{
+    if (is_given(the_options, given_shape)) return params.height_ratio > 0.0;
+    return params.mode != mode_aspect || plan_angle_steps(the_options.min_angle_opt).count >= 1;
+}
+
+bool plant_input(model_input* in, mesh_ctx* ctx)
+{
+    const plant_vertices how = will_merge(*ctx->topo->params) ? plant_welded : plant_apart;
+    switch (soup_plant(&in->soup, how, reader_margin(), ctx)) {
+    case plant_done:
+        return true;
+    case plant_declined:
+        return soup_to_list(in->soup, reader_margin(), &in->list) && add_list(in, ctx);
+    default:
+        return false;
+    }
+}
+
+bool build_tree(model_input* in, mesh_ctx* ctx)
+{
+    ctx->root = cell_tree_new(in->bbox, 0, 0, 2 * in->count, ctx);
+    if (!ctx->root) return memory_exhausted();
+    const bool done = in->soup.count ? plant_input(in, ctx) : add_list(in, ctx);
+    return done || memory_exhausted();
 }
 
 double angle_step_share(double angle)
@@ -156,34 +184,33 @@ void log_rate(std::uint32_t count, const cpu_timer& timer)
 }
 
 // What the reader delivered, told; false when there is nothing to go on with.
-bool log_read(const reduction& job)
+bool log_read(const model_input& in)
 {
     if (logs_up_to(the_options, k_info_verbosity)) {
-        log_line("%s(info): %1d triangles read.\n", name(), static_cast<int>(job.count));
-        if (job.count == 0) return false;
+        log_line("%s(info): %1d triangles read.\n", name(), static_cast<int>(in.count));
+        if (in.count == 0) return false;
     }
-    if (job.count != 0) log_extents(job.bbox);
+    if (in.count != 0) log_extents(in.bbox);
     if (logs_up_to(the_options, k_info_verbosity))
         log_line("%s(info): initializing the data structures ...\n", name());
     return true;
 }
 
-void finish_run(const reduction& job, cpu_timer* timer, mesh_ctx* ctx)
+void finish_run(std::uint32_t count, cpu_timer* timer, mesh_ctx* ctx)
 {
     close_output();
     cell_tree_free(ctx);
     ctx->root = {};
     timer_stop(timer, nullptr);
     log_time("reduction", timer);
-    log_rate(job.count, *timer);
+    log_rate(count, *timer);
 }
 
 bool run_stages(reduction* job, mesh_ctx* ctx)
 {
-    if (!read_model(&job->list, &job->count, &job->bbox, &job->err, ctx))
-        return report_error(job->err);
-    if (!progress(10) || !log_read(*job)) return false;
-    if (!build_tree(job, ctx) || !progress(20)) return false;
+    if (!read_model(&job->in, &job->err, ctx)) return report_error(job->err);
+    if (!progress(10) || !log_read(job->in)) return false;
+    if (!build_tree(&job->in, ctx) || !progress(20)) return false;
     if (!reduce(job, ctx)) return false;
     log_reduction(*job, ctx->tr_count);
     if (!progress(80)) return false;
@@ -199,8 +226,8 @@ void run_reduce()
     timer_start(&timer, nullptr);
     prepare_ui();
     init_alarm(name());
-    if (run_stages(&job, ctx)) finish_run(job, &timer, ctx);
-    list_free(&job.list);
+    if (run_stages(&job, ctx)) finish_run(job.in.count, &timer, ctx);
+    free_input(&job.in);
 }
 
 // Looks whether the input was read to its end. A binary model may end exactly at its last record:

@@ -39,13 +39,12 @@ bool not_yet(const char* kind)
 }
 
 // Only STL is ever set; the other kinds are where further readers go.
-bool read_stl_model(obj_list* list, std::uint32_t* count, aabb* bbox, std::int32_t* err,
-                    mesh_ctx* ctx)
+bool read_stl_model(model_input* in, std::int32_t* err, const mesh_ctx* ctx)
 {
     const model_ctx& model = *ctx->model;
     switch (model.in_kind) {
     case input_stl:
-        return stl_load_model(list, bbox, k_most_triangles, count, model.in_stream,
+        return stl_load_model(&in->soup, &in->bbox, k_most_triangles, model.in_stream,
                               ctx->topo->transform, err) == stage_ok;
     case input_movie:
         return not_yet("MOVIE-BYU");
@@ -58,15 +57,17 @@ bool read_stl_model(obj_list* list, std::uint32_t* count, aabb* bbox, std::int32
 
 // A file is opened once more, by its name, and the run's own handle stays unread. What is no file
 // can't be read twice, so there the reader gets a second handle.
-stage_result read_kvd_model(obj_list* list, std::uint32_t* count, aabb* bbox, std::int32_t* err,
-                            mesh_ctx* ctx)
+stage_result read_kvd_model(model_input* in, std::int32_t* err, mesh_ctx* ctx)
 {
-    if (!is_given(the_options, given_input))
-        return kvd_read_model(nullptr, list, count, bbox, err, ctx);
+    const auto read = [&](const char* path) {
+        return kvd_read_model(path, &in->list, &in->count, &in->bbox, err, ctx);
+    };
+    if (!is_given(the_options, given_input)) return read(nullptr);
     if (!is_regular_file(the_options.input_file))
-        return kvd_read_handle(os_second_handle(the_options.input_file), list, count, bbox, err);
+        return kvd_read_handle(os_second_handle(the_options.input_file), &in->list, &in->count,
+                               &in->bbox, err);
     const char* moved = the_options.moved_name;
-    return kvd_read_model(moved ? moved : the_options.input_name, list, count, bbox, err, ctx);
+    return read(moved ? moved : the_options.input_name);
 }
 
 void log_stream_error(const stl_stream* stream, std::uint32_t count)
@@ -142,14 +143,20 @@ bool close_file(std::FILE** file)
 
 } // namespace
 
-stage_result read_model(obj_list* list, std::uint32_t* count, aabb* bbox, std::int32_t* err,
-                        mesh_ctx* ctx)
+stage_result read_model(model_input* in, std::int32_t* err, mesh_ctx* ctx)
 {
-    if (is_given(the_options, input_is_kvd)) return read_kvd_model(list, count, bbox, err, ctx);
-    const bool done = read_stl_model(list, count, bbox, err, ctx);
+    if (is_given(the_options, input_is_kvd)) return read_kvd_model(in, err, ctx);
+    const bool done = read_stl_model(in, err, ctx);
+    in->count = in->soup.count;
     if (the_options.input_stream && stl_error(the_options.input_stream))
-        log_stream_error(the_options.input_stream, *count);
+        log_stream_error(the_options.input_stream, in->count);
     return done ? stage_ok : stage_failed;
+}
+
+void free_input(model_input* in)
+{
+    list_free(&in->list);
+    soup_free(&in->soup);
 }
 
 void log_extents(const aabb& b)

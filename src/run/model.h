@@ -2,16 +2,25 @@
 #pragma once
 
 #include "mesh/context.h"
+#include "mesh/soup.h"
 
 #include <cstdint>
 
 namespace velmora {
 
-/// Reads the input into `list`, new triangles in front. An input that fails part way is told in the
-/// log and is no failure.
-/// @param[out] bbox  box of the model with a margin
-[[nodiscard]] stage_result read_model(obj_list* list, std::uint32_t* count, aabb* bbox,
-                                      std::int32_t* err, mesh_ctx* ctx);
+/// A model between its file and the tree. All zero is none.
+struct model_input {
+    tr_soup soup;        ///< of an STL file
+    obj_list list;       ///< of a `.kvd` file, which brings records; new ones in front
+    std::uint32_t count; ///< triangles
+    aabb bbox;           ///< box of the model with a margin
+};
+
+/// Reads the input. One that fails part way is told in the log and is no failure.
+[[nodiscard]] stage_result read_model(model_input* in, std::int32_t* err, mesh_ctx* ctx);
+
+/// Gives all memory back.
+void free_input(model_input* in);
 
 /// Logs the ranges and extents of the model's box.
 void log_extents(const aabb& bbox);

@@ -133,6 +133,7 @@ void init_run()
     mesh_ctx_init(&the_run.mesh, tr_is_point);
     the_run.mesh.model = &the_run.model;
     the_run.mesh.topo = the_run.model.topo = &the_run.topo;
+    the_run.topo.sides = &the_run.sides;
     the_run.topo.table = &the_run.table;
     the_run.topo.params = &the_run.params;
 }
@@ -154,6 +155,7 @@ void free_run()
     discard_stream(&opt.input_stream);
     discard_output();
     vtx_table_free(&the_run.table);
+    edge_groups_free(&the_run.sides);
     edge_tbl_free(&the_run.topo.edge_errs);
     list_free(&the_run.topo.edge_err_list);
     list_free(&the_run.topo.lone_list);

@@ -4,6 +4,7 @@
 #include "mesh/context.h"
 #include "reduce/params.h"
 #include "reduce/vtx_table.h"
+#include "repair/edge_groups.h"
 
 namespace velmora {
 
@@ -12,6 +13,7 @@ struct run_state {
     mesh_ctx mesh;
     model_ctx model;
     topo_ctx topo;
+    edge_groups sides;
     reduce_params params;
     vtx_table table;
 };

@@ -1,6 +1,7 @@
 #include "topo/leaf_points.h"
 
 #include "mesh/box.h"
+#include "mesh/pt_grid.h"
 #include "mesh/vec.h"
 
 #include <cmath>
@@ -21,69 +22,11 @@ struct leaf_place {
 
 namespace {
 
-// Cells are this many tolerances wide: few corners are near a face, and few places share a cell.
-constexpr double k_cell_tols = 16.0;
+const int k_here[3] = {0, 0, 0};
 
-// The float difference of two points may round down to the tolerance.
-constexpr double k_reach_tols = 1.0 + 1e-6;
-
-// From here on neighbouring floats are further apart than the tolerance.
-constexpr double k_far_cell = 1099511627776.0;
-
-// Covers the rounding of cell numbers below that bound.
-constexpr double k_near_face = 1.0 / k_cell_tols + 1.0 / 1024.0;
-
-struct point_grid {
-    double reach;    // points further apart than this on some axis are not close
-    double per_cell; // cells per unit of length; 0 without a tolerance
-};
-
-point_grid grid_of_tol()
+std::uint32_t* chain_at(const leaf_points& leaf, std::uint32_t hash)
 {
-    const double reach = static_cast<double>(merge_tol) * k_reach_tols;
-    return {reach, reach > 0.0 ? 1.0 / (k_cell_tols * reach) : 0.0};
-}
-
-struct grid_cell {
-    std::int64_t at[3];
-    int near[3]; // -1 or 1: also look in the next cell on this side
-};
-
-std::int64_t bits_of(float x)
-{
-    std::uint32_t bits;
-    if (x == 0.0f) return 0;
-    std::memcpy(&bits, &x, sizeof bits);
-    return static_cast<std::int64_t>(bits) + (std::int64_t{1} << 50);
-}
-
-grid_cell cell_of(const point_grid& grid, const float* pos)
-{
-    grid_cell cell = {};
-    for (int i = 0; i < 3; ++i) {
-        const double s = static_cast<double>(pos[i]) * grid.per_cell;
-        if (grid.per_cell == 0.0 || !(std::fabs(s) < k_far_cell)) {
-            cell.at[i] = bits_of(pos[i]);
-            continue;
-        }
-        const double floor = std::floor(s);
-        cell.at[i] = static_cast<std::int64_t>(floor);
-        if (s - floor < k_near_face) cell.near[i] = -1;
-        if (s - floor > 1.0 - k_near_face) cell.near[i] = 1;
-    }
-    return cell;
-}
-
-std::uint64_t mix(std::uint64_t h, std::int64_t with)
-{
-    h = (h ^ static_cast<std::uint64_t>(with)) * 0x9E3779B97F4A7C15ull;
-    return h ^ h >> 29;
-}
-
-std::uint32_t* chain_of(const leaf_points& leaf, const grid_cell& cell, int dx, int dy, int dz)
-{
-    const std::uint64_t h = mix(mix(mix(0, cell.at[0] + dx), cell.at[1] + dy), cell.at[2] + dz);
-    return &leaf.heads[(h >> 20) & (leaf.head_count - 1)];
+    return &leaf.heads[hash & (leaf.head_count - 1)];
 }
 
 std::uint32_t first_place(leaf_place* places, std::uint32_t p)
@@ -93,15 +36,7 @@ std::uint32_t first_place(leaf_place* places, std::uint32_t p)
     return p;
 }
 
-bool are_close(const point_grid& grid, const float* a, const float* b)
-{
-    for (int i = 0; i < 3; ++i)
-        if (std::fabs(static_cast<double>(a[i]) - static_cast<double>(b[i])) > grid.reach)
-            return false;
-    return true;
-}
-
-void join_close_places(const leaf_points& leaf, const point_grid& grid, std::uint32_t chain,
+void join_close_places(const leaf_points& leaf, const pt_grid& grid, std::uint32_t chain,
                        std::uint32_t place)
 {
     for (std::uint32_t p = chain; p != k_nothing; p = leaf.places[p].next) {
@@ -113,31 +48,20 @@ void join_close_places(const leaf_points& leaf, const point_grid& grid, std::uin
     }
 }
 
-void join_close_cells(const leaf_points& leaf, const point_grid& grid, const grid_cell& cell,
-                      std::uint32_t place)
-{
-    for (int corner = 0; corner < 8; ++corner) {
-        int d[3];
-        bool looks = true;
-        for (int i = 0; i < 3; ++i) {
-            d[i] = corner >> i & 1 ? cell.near[i] : 0;
-            looks = looks && (d[i] != 0 || !(corner >> i & 1));
-        }
-        if (looks) join_close_places(leaf, grid, *chain_of(leaf, cell, d[0], d[1], d[2]), place);
-    }
-}
-
 // The place of a position, which is new when no corner before had it.
-std::uint32_t place_of(const leaf_points& leaf, const point_grid& grid, const float* pos,
+std::uint32_t place_of(const leaf_points& leaf, const pt_grid& grid, const float* pos,
                        std::uint32_t* place_count)
 {
     const grid_cell cell = cell_of(grid, pos);
-    std::uint32_t* const chain = chain_of(leaf, cell, 0, 0, 0);
+    std::uint32_t* const chain = chain_at(leaf, cell_hash(cell, k_here));
     for (std::uint32_t p = *chain; p != k_nothing; p = leaf.places[p].next)
         if (pts_same(leaf.places[p].pos, pos)) return p;
     const std::uint32_t place = (*place_count)++;
     leaf.places[place] = {{pos[0], pos[1], pos[2]}, k_nothing, place, 0, true};
-    join_close_cells(leaf, grid, cell, place);
+    for_each_close_cell(cell, [&](std::uint32_t hash) {
+        join_close_places(leaf, grid, *chain_at(leaf, hash), place);
+        return true;
+    });
     leaf.places[place].next = *chain;
     *chain = place;
     return place;
@@ -192,7 +116,7 @@ bool load_entries(const obj_list& list, leaf_points* leaf)
 
 std::uint32_t find_places(leaf_points* leaf)
 {
-    const point_grid grid = grid_of_tol();
+    const pt_grid grid = grid_of_tol();
     leaf->head_count = heads_for(leaf->entry_count);
     std::memset(leaf->heads, 0xFF, sizeof *leaf->heads * leaf->head_count);
     std::uint32_t place_count = 0;

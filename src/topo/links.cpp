@@ -4,8 +4,10 @@
 #include "mesh/cell_tree.h"
 #include "mesh/log.h"
 #include "mesh/measure.h"
+#include "repair/edge_groups.h"
 #include "topo/edge_tbl.h"
-#include "topo/open_edges.h"
+
+#include <cstring>
 
 namespace velmora {
 
@@ -95,69 +97,114 @@ bool find_nbr(obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
     return !walk_leaves(ctx->root, enter, not_found);
 }
 
-// The only partner of an edge is found wherever the tree is asked, if only its box and the tree
-// contain the edge's first corner.
-static bool link_only_partner(obj_h obj, int i, obj_h partner, const aabb& root_box)
+namespace {
+
+// The slots that are still to be searched for, as bits of a byte for each triangle. The memory for
+// it is there from the start, so that each table of sides serves.
+struct slot_marks {
+    std::uint8_t* slots; // by triangle handle; owned
+    bool any;
+};
+
+void mark_slot(edge_side side, slot_marks* marks)
 {
-    tr_rec& tr = rec(rec(obj).tr);
-    tr_rec& other = rec(rec(partner).tr);
-    const float* a = corner_pos(tr, i);
-    const int k = tr_edge_index(tr.vtx[i], tr.vtx[next3(i)], other);
-    if (live_nbr(other, k) || !pt_in_box(rec(partner).box, a) || !pt_in_box(root_box, a))
-        return false;
-    other.nbr[k] = rec(obj).tr;
-    tr.nbr[i] = rec(partner).tr;
-    return true;
+    std::uint8_t& slots = marks->slots[side_tr(side).i];
+    slots = static_cast<std::uint8_t>(slots | 1 << side_slot(side));
+    marks->any = true;
 }
 
-// Edges with no more than two users, which nobody else can claim, so that their order is no matter.
-// Returns whether all open slots are settled.
-static bool link_pairs(const open_edges& index, const mesh_ctx& ctx)
+bool is_open(edge_side side)
 {
-    bool settled = !index.collapsed;
-    for_each_stamped(ctx.visit_stamp, [&](obj_h obj, const tr_rec& tr) {
-        for (int i = 0; i < 3; ++i) {
-            if (live_nbr(tr, i)) continue;
-            obj_h partner;
-            const partner_count partners = edge_partner(index, tr, i, &partner);
-            const bool linked =
-                partners == only_pair && link_only_partner(obj, i, partner, rec(ctx.root).box);
-            if (!linked && partners != no_partner) settled = false;
-        }
+    return !live_nbr(rec(side_tr(side)), side_slot(side));
+}
+
+vtx_h third_of(edge_side side)
+{
+    return rec(side_tr(side)).vtx[prev3(side_slot(side))];
+}
+
+// The search through the tree from one side finds the other only by its box, and only within the
+// tree.
+bool search_would_find(edge_side from, edge_side partner, const aabb& root_box)
+{
+    const float* a = corner_pos(rec(side_tr(from)), side_slot(from));
+    return pt_in_box(rec(rec(side_tr(partner)).cell).box, a) && pt_in_box(root_box, a);
+}
+
+// An edge with two users, whom nobody can be in the way of, so that their order is no matter.
+// Duplicates never link to each other.
+void settle_pair(edge_side a, edge_side b, const aabb& root_box, slot_marks* marks)
+{
+    const bool a_open = is_open(a);
+    const bool b_open = is_open(b);
+    if (!(a_open || b_open) || third_of(a) == third_of(b)) return;
+    if (a_open && b_open &&
+        (search_would_find(a, b, root_box) || search_would_find(b, a, root_box))) {
+        rec(side_tr(a)).nbr[side_slot(a)] = side_tr(b);
+        rec(side_tr(b)).nbr[side_slot(b)] = side_tr(a);
+        return;
+    }
+    if (a_open) mark_slot(a, marks);
+    if (b_open) mark_slot(b, marks);
+}
+
+// With more users the order of the leaves decides, unless all are duplicates of each other.
+void settle_crowd(const edge_group& group, slot_marks* marks)
+{
+    const vtx_h third = third_of(group.first[0]);
+    bool alike = true;
+    for (std::uint32_t i = 1; i < group.count && alike; ++i)
+        alike = third_of(group.first[i]) == third;
+    for (std::uint32_t i = 0; i < group.count && !alike; ++i)
+        if (is_open(group.first[i])) mark_slot(group.first[i], marks);
+}
+
+// Links what can be linked by the table alone, and marks the open slots that are left.
+void settle_groups(edge_groups* groups, const aabb& root_box, slot_marks* marks)
+{
+    for_each_edge_group(groups, [&](const edge_group& group) {
+        if (group.count == 2) settle_pair(group.first[0], group.first[1], root_box, marks);
+        if (group.count > 2) settle_crowd(group, marks);
     });
-    return settled;
 }
 
-static void fill_slot(const open_edges& index, obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
+bool marks_init(std::uint8_t fill, slot_marks* marks)
 {
-    obj_h partner;
-    const partner_count partners = edge_partner(index, rec(rec(obj).tr), i, &partner);
-    if (partners == no_partner) return;
-    const bool sole = partners == one_partner || partners == only_pair;
-    if (sole && link_only_partner(obj, i, partner, rec(ctx->root).box)) return;
-    find_nbr(obj, i, topo, ctx);
+    marks->slots = static_cast<std::uint8_t*>(heap_alloc(tr_pool.used + std::size_t{1}));
+    marks->any = fill != 0;
+    if (marks->slots) std::memset(marks->slots, fill, tr_pool.used + std::size_t{1});
+    return marks->slots != nullptr;
 }
 
-static void fill_slots(const open_edges& index, const obj_list& objs, topo_ctx* topo, mesh_ctx* ctx)
+// In list order, as earlier links take partners away from later ones.
+bool search_marked(const slot_marks& marks, topo_ctx* topo, mesh_ctx* ctx)
 {
-    for (const obj_h o : objs)
-        for (int i = 0; i < 3; ++i)
-            if (!live_nbr(rec(rec(o).tr), i)) fill_slot(index, o, i, topo, ctx);
+    obj_list objs = {};
+    std::uint32_t count = 0;
+    ++ctx->visit_stamp;
+    const bool done = tree_collect(ctx->root, &objs, &count, ctx);
+    for (const obj_h o : objs) {
+        const tr_h t = rec(o).tr;
+        for (int i = 0; done && i < 3; ++i)
+            if ((marks.slots[t.i] >> i & 1) && !live_nbr(rec(t), i)) find_nbr(o, i, topo, ctx);
+    }
+    list_free(&objs);
+    return done;
 }
+
+} // namespace
 
 stage_result link_nbrs(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
 {
+    constexpr std::uint8_t k_all_slots = 7;
     if (!ctx->root) return stage_ok;
-    obj_list objs = {};
-    open_edges index = {};
-    std::uint32_t count = 0;
-    ++ctx->visit_stamp;
-    const bool done =
-        tree_collect(ctx->root, &objs, &count, ctx) && open_edges_load(ctx->visit_stamp, &index);
+    const bool has_table = topo->sides->starts != nullptr;
+    slot_marks marks;
+    bool done = marks_init(has_table ? 0 : k_all_slots, &marks);
+    if (done && has_table) settle_groups(topo->sides, rec(ctx->root).box, &marks);
+    if (done && marks.any) done = search_marked(marks, topo, ctx);
+    heap_free(marks.slots);
     if (!done) *err = err_no_memory;
-    if (done && !link_pairs(index, *ctx)) fill_slots(index, objs, topo, ctx);
-    open_edges_free(&index);
-    list_free(&objs);
     return done ? stage_ok : stage_failed;
 }
 

@@ -21,18 +21,35 @@ void clear_results(topo_ctx* topo)
     edge_tbl_free(&topo->edge_errs);
 }
 
+bool merge_first(const topo_ctx& topo)
+{
+    return topo.reuse == 0 && topo.weld == weld_none;
+}
+
+bool stitch_by_position(bool* stitched, std::int32_t* err, mesh_ctx* ctx)
+{
+    obj_list objs = {};
+    const stage_result result = collect_objs(&objs, err, ctx);
+    if (result) *stitched = stitch_edges(objs);
+    list_free(&objs);
+    return result == stage_ok;
+}
+
 // A table that finds no memory is no failure: the search through the tree finds the same links.
 stage_result stitch_tree(std::int32_t* err, mesh_ctx* ctx)
 {
-    obj_list objs = {};
-    stage_result result = collect_objs(&objs, err, ctx);
-    if (result) {
-        ctx->topo->vtx_distinct = vertices_are_distinct(objs);
-        const bool stitched = ctx->topo->vtx_distinct ? stitch_distinct(objs) : stitch_edges(objs);
-        if (!stitched) result = link_nbrs(ctx->topo, err, ctx);
+    topo_ctx* topo = ctx->topo;
+    topo->vtx_distinct = topo->weld == weld_distinct || vertices_are_distinct(ctx);
+    if (topo->vtx_distinct) {
+        edge_groups_build(topo->sides, ctx);
+        if (topo->sides->starts) {
+            stitch_distinct(topo->sides);
+            return stage_ok;
+        }
     }
-    list_free(&objs);
-    return result;
+    bool stitched = false;
+    if (!stitch_by_position(&stitched, err, ctx)) return stage_failed;
+    return stitched ? stage_ok : link_nbrs(topo, err, ctx);
 }
 
 stage_result collect_collapsed(obj_list* collapsed, std::int32_t* err, mesh_ctx* ctx)
@@ -111,7 +128,7 @@ void mark_leaf(const obj_list& list, triple_table* table, const mesh_ctx& ctx)
 stage_result topo_build(std::int32_t* err, mesh_ctx* ctx)
 {
     clear_results(ctx->topo);
-    if (ctx->topo->reuse == 0 && !merge_vertices(err, ctx)) return stage_failed;
+    if (merge_first(*ctx->topo) && !merge_vertices(err, ctx)) return stage_failed;
     if (!drop_collapsed(err, ctx)) return stage_failed;
     if (!stitch_tree(err, ctx)) return stage_failed;
     return topo_relink(err, ctx);
@@ -126,6 +143,7 @@ stage_result topo_update(std::int32_t* err, mesh_ctx* ctx)
 stage_result topo_relink(std::int32_t* err, mesh_ctx* ctx)
 {
     if (!drop_collapsed(err, ctx)) return stage_failed;
+    if (!ctx->topo->sides->starts) edge_groups_build(ctx->topo->sides, ctx);
     return link_nbrs(ctx->topo, err, ctx);
 }
 

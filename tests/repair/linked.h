@@ -44,7 +44,9 @@ inline void split_finely(mesh_fixture* m, std::uint32_t list_len, std::uint32_t 
     set_limits(m, list_len, level);
     for (const tr_h t : m->trs) {
         const obj_h o = cell_obj_ref(rec(t).cell);
+        const aabb box = rec(o).box;
         tree_remove(o, &m->ctx);
+        rec(o).box = box;
         if (!tree_add(o, nullptr, &m->ctx)) std::abort();
         cell_obj_release(o);
     }

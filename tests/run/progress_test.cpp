@@ -193,11 +193,11 @@ TEST_F(progress, gives_the_log_of_every_room_its_place)
     stl_set(stream, stl_prop_format, &ascii);
     stl_set(stream, stl_prop_direction, &reading);
     const std::string log = logged([stream] {
-        obj_list list = {};
+        tr_soup soup = {};
         aabb box;
-        std::uint32_t count = 0;
         std::int32_t err = 0;
-        EXPECT_EQ(stl_load_model(&list, &box, 9, &count, stream, nullptr, &err), stage_ok);
+        EXPECT_EQ(stl_load_model(&soup, &box, 9, stream, nullptr, &err), stage_ok);
+        soup_free(&soup);
     });
     EXPECT_NE(log.find("stl-input: ignored 1 triangles"), std::string::npos);
     EXPECT_EQ(shown, "<><>");

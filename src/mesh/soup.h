@@ -1,0 +1,70 @@
+// mesh/soup.h - triangles as a reader meets them: corners without neighbours, in the order of the
+// file, before they become records.
+//
+// Each position is kept once, and corners name it by number. Two corners have the same position
+// when their coordinates are the same bits. So the soup knows what the merge of vertices would have
+// to find out by comparing all corners in each leaf of the tree.
+#pragma once
+
+#include "mesh/context.h"
+#include "mesh/records.h"
+
+#include <cstdint>
+
+namespace velmora {
+
+/// All zero is the empty soup.
+struct tr_soup {
+    std::uint32_t* corners; ///< three places for each triangle; owned
+    std::uint32_t count;    ///< triangles
+    std::uint32_t capacity;
+    float* places; ///< three coordinates for each place; owned
+    std::uint32_t place_count;
+    std::uint32_t place_capacity;
+    std::uint32_t* slots;     ///< hash of the positions: a place plus 1, 0 free; owned
+    std::uint32_t slot_count; ///< a power of two, or 0
+};
+
+/// Position of corner `i` of triangle `t`.
+inline const float* soup_pos(const tr_soup& soup, std::uint32_t t, std::uint32_t i)
+{
+    return soup.places + std::size_t{3} * soup.corners[std::size_t{3} * t + i];
+}
+
+/// Appends a triangle with these corners; false when memory ran out, and the soup stands.
+[[nodiscard]] bool soup_add(tr_soup* soup, const float (*corners)[3]);
+
+/// Gives all memory back; the soup is then empty.
+void soup_free(tr_soup* soup);
+
+/// Whether any two corners that merge_tol makes equal have the same position, and no place has more
+/// corners than a vertex can count: then the merge gives each place one vertex. False also when
+/// memory ran out.
+[[nodiscard]] bool soup_places_are_apart(const tr_soup& soup);
+
+enum plant_result {
+    plant_done,
+    plant_declined, ///< this mesh is to be built object by object
+    plant_no_memory
+};
+
+enum plant_vertices {
+    plant_apart, ///< each corner has a vertex of its own
+    plant_welded ///< the corners of a place share one, if the places are apart
+};
+
+/// Makes the soup the mesh: the tree under ctx->root, which is one empty leaf, is the same as after
+/// adding an object for each triangle, the last one first, with identities in this order and boxes
+/// `margin` wider than the triangles. Triangles that are points are left out. ctx->topo->weld tells
+/// whether vertices are welded. All records are in order. Frees the soup as it goes, unless it
+/// declines.
+/// @return plant_no_memory leaves a mesh that is only good for being freed
+[[nodiscard]] plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin,
+                                      mesh_ctx* ctx);
+
+/// Makes an object with a triangle and three vertices of its own for each triangle of the soup, the
+/// last one in front.
+/// @return false when memory ran out; the list stays the caller's
+[[nodiscard]] bool soup_to_list(const tr_soup& soup, double margin, obj_list* list);
+
+} // namespace velmora

@@ -1,0 +1,249 @@
+#include "mesh/box.h"
+#include "mesh/cell_tree.h"
+#include "mesh/soup.h"
+#include "mesh/tree_fill.h"
+#include "mesh/vec.h"
+
+#include <cstring>
+
+namespace velmora {
+
+namespace {
+
+// All corners coincide: such a triangle is refused by the tree.
+bool is_point(const tr_soup& soup, std::uint32_t t)
+{
+    const float* a = soup_pos(soup, t, 0);
+    const float* b = soup_pos(soup, t, 1);
+    const float* c = soup_pos(soup, t, 2);
+    return pts_coincide(a, b) && pts_coincide(b, c) && pts_coincide(c, a);
+}
+
+aabb box_of(const tr_soup& soup, std::uint32_t t, double margin)
+{
+    aabb box = k_no_box;
+    for (std::uint32_t i = 0; i < 3; ++i)
+        box_add(&box, soup_pos(soup, t, i));
+    box_widen(&box, margin);
+    return box;
+}
+
+// Objects are numbered as they are inserted: the last triangle first.
+std::uint32_t tr_at(const tr_soup& soup, std::uint32_t k)
+{
+    return soup.count - 1 - k;
+}
+
+// What is needed until all records are made; all owned.
+struct planting {
+    tr_soup* soup;
+    mesh_ctx* ctx;
+    aabb* boxes;           // by number of insertion
+    std::uint32_t* stream; // the numbers that are inserted; then by number: its object
+    vtx_h* vtxs;           // welded: by place, its vertex once there is one
+    std::uint32_t* users;  // where some triangle has two corners at one place: triangles by place
+    bool welded;
+};
+
+void planting_free(planting* p)
+{
+    heap_free(p->boxes);
+    heap_free(p->stream);
+    heap_free(p->vtxs);
+    heap_free(p->users);
+}
+
+template <class item_t> bool alloc_array(item_t** items, std::size_t count)
+{
+    *items = static_cast<item_t*>(heap_alloc(sizeof(item_t) * (count ? count : 1)));
+    return *items != nullptr;
+}
+
+std::uint32_t list_stream(const planting& p)
+{
+    std::uint32_t n = 0;
+    for (std::uint32_t k = 0; k < p.soup->count; ++k)
+        if (!is_point(*p.soup, tr_at(*p.soup, k))) p.stream[n++] = k;
+    return n;
+}
+
+plant_result fill_tree(double margin, planting* p)
+{
+    const std::uint32_t count = p->soup->count;
+    if (!alloc_array(&p->boxes, count) || !alloc_array(&p->stream, count)) return plant_no_memory;
+    for (std::uint32_t k = 0; k < count; ++k)
+        p->boxes[k] = box_of(*p->soup, tr_at(*p->soup, k), margin);
+    const std::uint32_t inserted = list_stream(*p);
+    switch (tree_fill(p->boxes, count, p->stream, inserted, p->ctx)) {
+    case fill_done:
+        p->ctx->tr_count = inserted;
+        return plant_done;
+    case fill_declined:
+        return plant_declined;
+    default:
+        return plant_no_memory;
+    }
+}
+
+bool has_doubled_corner(const std::uint32_t* c)
+{
+    return c[0] == c[1] || c[1] == c[2] || c[2] == c[0];
+}
+
+// Corners of one triangle never meet each other in the merge: at a place that only it has, they
+// stay apart. Counts the triangles of each place when there are such corners at all.
+bool count_users(planting* p)
+{
+    const tr_soup& soup = *p->soup;
+    bool any = false;
+    for (std::uint32_t t = 0; t < soup.count && !any; ++t)
+        any = has_doubled_corner(soup.corners + std::size_t{3} * t) && !is_point(soup, t);
+    if (!any) return true;
+    if (!alloc_array(&p->users, soup.place_count)) return false;
+    std::memset(p->users, 0, sizeof(std::uint32_t) * soup.place_count);
+    for (std::uint32_t t = 0; t < soup.count; ++t) {
+        const std::uint32_t* c = soup.corners + std::size_t{3} * t;
+        if (is_point(soup, t)) continue;
+        ++p->users[c[0]];
+        if (c[1] != c[0]) ++p->users[c[1]];
+        if (c[2] != c[0] && c[2] != c[1]) ++p->users[c[2]];
+    }
+    return true;
+}
+
+bool prepare_vertices(plant_vertices how, planting* p)
+{
+    const std::uint32_t places = p->soup->place_count;
+    heap_free(p->soup->slots);
+    p->soup->slots = nullptr;
+    p->welded = how == plant_welded && soup_places_are_apart(*p->soup);
+    if (!p->welded) return true;
+    if (!alloc_array(&p->vtxs, places) || !count_users(p)) return false;
+    std::memset(static_cast<void*>(p->vtxs), 0, sizeof(vtx_h) * places);
+    return true;
+}
+
+vtx_h new_vertex(const tr_soup& soup, std::uint32_t place)
+{
+    const vtx_h v = vtx_new();
+    if (v) vec_copy(soup.places + std::size_t{3} * place, rec(v).pos);
+    return v;
+}
+
+// The place's vertex, made when this is its first corner.
+vtx_h vertex_of(planting* p, const std::uint32_t* corners, int i)
+{
+    const std::uint32_t place = corners[i];
+    if (!p->welded) return new_vertex(*p->soup, place);
+    vtx_h& v = p->vtxs[place];
+    if (v && p->users && p->users[place] == 1) {
+        p->ctx->topo->weld = weld_done;
+        return new_vertex(*p->soup, place);
+    }
+    if (!v) v = new_vertex(*p->soup, place);
+    return v;
+}
+
+bool set_corners(planting* p, std::uint32_t k, tr_rec* tr)
+{
+    const std::uint32_t* corners = p->soup->corners + std::size_t{3} * tr_at(*p->soup, k);
+    for (int i = 0; i < 3; ++i) {
+        const vtx_h v = vertex_of(p, corners, i);
+        if (!v) return false;
+        tr->vtx[i] = vtx_ref(v);
+    }
+    return true;
+}
+
+// The object of the k-th insertion, with its triangle.
+obj_h new_object(planting* p, std::uint32_t k)
+{
+    std::int32_t err;
+    const obj_h o = cell_obj_new();
+    const tr_h t = o ? tr_new(&err) : tr_h{};
+    if (!t) return {};
+    tr_rec& tr = rec(t);
+    tr.flags = tr_loaded;
+    tr.cell = o;
+    tr.id = k + 1;
+    rec(o).tr = tr_ref(t);
+    rec(o).box = p->boxes[k];
+    return set_corners(p, k, &tr) ? o : obj_h{};
+}
+
+// Puts the objects' handles into the lists, making each object where a walk first meets it.
+bool make_records(planting* p)
+{
+    std::uint32_t* const objs = p->stream;
+    std::memset(objs, 0, sizeof(std::uint32_t) * p->soup->count);
+    return walk_leaves(p->ctx->root, everywhere, [&](cell_node& leaf) {
+        for (std::uint32_t i = leaf.list.count; i-- > 0;) {
+            obj_h& entry = leaf.list.items[i];
+            const std::uint32_t k = entry.i - 1;
+            if (objs[k] == 0) objs[k] = new_object(p, k).i;
+            if (objs[k] == 0) return false;
+            entry = cell_obj_ref({objs[k]});
+        }
+        return true;
+    });
+}
+
+// Entries that are bare numbers yet must not be taken for handles when the tree is freed.
+void forget_lists(mesh_ctx* ctx)
+{
+    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+        heap_free(leaf.list.items);
+        leaf.list = {};
+        return true;
+    });
+}
+
+} // namespace
+
+plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin, mesh_ctx* ctx)
+{
+    planting p = {soup, ctx, nullptr, nullptr, nullptr, nullptr, false};
+    plant_result result = fill_tree(margin, &p);
+    if (result == plant_done) {
+        ctx->next_id = soup->count;
+        const bool prepared = prepare_vertices(how, &p);
+        ctx->topo->weld = prepared && p.welded ? weld_distinct : weld_none;
+        ctx->in_order = prepared && make_records(&p);
+        if (!ctx->in_order) {
+            forget_lists(ctx);
+            result = plant_no_memory;
+        }
+        soup_free(soup);
+    }
+    planting_free(&p);
+    return result;
+}
+
+static obj_h new_loose_obj(const tr_soup& soup, std::uint32_t t, double margin, obj_list* list)
+{
+    const obj_h o = cell_obj_new();
+    if (!o || !list_push(list, o)) return {};
+    std::int32_t err;
+    const tr_h made = tr_new(&err);
+    if (!made) return {};
+    tr_rec& tr = rec(made);
+    rec(o).tr = tr_ref(made);
+    rec(o).box = box_of(soup, t, margin);
+    tr.flags = tr_loaded;
+    tr.cell = o;
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        const vtx_h v = new_vertex(soup, soup.corners[std::size_t{3} * t + i]);
+        if (!v) return {};
+        tr.vtx[i] = vtx_ref(v);
+    }
+    return o;
+}
+
+bool soup_to_list(const tr_soup& soup, double margin, obj_list* list)
+{
+    for (std::uint32_t t = 0; t < soup.count; ++t)
+        if (!new_loose_obj(soup, t, margin, list)) return false;
+    return true;
+}
+
+} // namespace velmora

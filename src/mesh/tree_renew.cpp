@@ -1,0 +1,140 @@
+#include "mesh/tree_renew.h"
+
+#include "mesh/box.h"
+#include "mesh/cell_tree.h"
+#include "mesh/tree_fill.h"
+
+namespace velmora {
+
+namespace {
+
+// All objects, numbered in the order in which they are inserted. All owned.
+struct renewal {
+    obj_h* objs;
+    aabb* boxes;
+    std::uint32_t* stream; // the numbers of those that are stored
+    std::uint32_t count;
+    std::uint32_t stored;
+};
+
+template <class item_t> bool alloc_array(item_t** items, std::size_t count)
+{
+    *items = static_cast<item_t*>(heap_alloc(sizeof(item_t) * (count ? count : 1)));
+    return *items != nullptr;
+}
+
+bool renewal_open(renewal* r)
+{
+    *r = {};
+    const std::size_t most = obj_pool.used;
+    return alloc_array(&r->objs, most) && alloc_array(&r->boxes, most) &&
+           alloc_array(&r->stream, most);
+}
+
+void renewal_close(renewal* r)
+{
+    heap_free(r->objs);
+    heap_free(r->boxes);
+    heap_free(r->stream);
+}
+
+void number_objs(renewal* r, mesh_ctx* ctx)
+{
+    for_each_obj_once(ctx, [&](obj_h o, const cell_obj&) {
+        r->objs[r->count++] = o;
+        return true;
+    });
+    for (std::uint32_t i = 0, j = r->count; i + 1 < j; ++i) {
+        const obj_h swap = r->objs[i];
+        r->objs[i] = r->objs[--j];
+        r->objs[j] = swap;
+    }
+}
+
+// All that an insertion does to the object and the counts.
+void prepare_obj(std::uint32_t k, renewal* r, mesh_ctx* ctx)
+{
+    const obj_h o = r->objs[k];
+    cell_obj& obj = rec(o);
+    tr_rec& tr = rec(obj.tr);
+    tr.plane_class = 0;
+    obj.box = r->boxes[k] = box_of_tr(tr);
+    tr_assign_id(o, false, ctx);
+    const bool inside = box_overlap(rec(ctx->root).box, obj.box);
+    const bool refused = inside && ctx->insert_hook && ctx->insert_hook(ctx->root, o);
+    if (!refused) ++ctx->tr_count;
+    if (inside && !refused) r->stream[r->stored++] = k;
+}
+
+// The lists go without a word to the objects, whose references are counted anew.
+void forget_lists(node_h n)
+{
+    cell_node& node = rec(n);
+    heap_free(node.list.items);
+    node.list = {};
+    if (is_leaf(node)) return;
+    forget_lists(node.low);
+    forget_lists(node.high);
+}
+
+void cut_below(node_h root)
+{
+    forget_lists(root);
+    cell_node& node = rec(root);
+    if (is_leaf(node)) return;
+    cell_free(node.low);
+    cell_free(node.high);
+    node.low = node.high = {};
+}
+
+void name_entries(const renewal& r, mesh_ctx* ctx)
+{
+    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+        for (std::uint32_t i = 0; i < leaf.list.count; ++i)
+            leaf.list.items[i] = cell_obj_ref(r.objs[leaf.list.items[i].i - 1]);
+        return true;
+    });
+}
+
+// Each object is held by nobody while it is in no list, and dies if it has found none.
+void drop_unlisted(const renewal& r)
+{
+    for (std::uint32_t k = 0; k < r.count; ++k) {
+        cell_obj& obj = rec(r.objs[k]);
+        if (obj.refs != 0) continue;
+        obj.refs = 1;
+        cell_obj_release(r.objs[k]);
+    }
+}
+
+bool refill(renewal* r, mesh_ctx* ctx)
+{
+    cut_below(ctx->root);
+    ctx->tr_count = 0;
+    ctx->in_order = false;
+    for (std::uint32_t k = 0; k < r->count; ++k) {
+        prepare_obj(k, r, ctx);
+        rec(r->objs[k]).refs = 0;
+    }
+    if (tree_fill(r->boxes, r->count, r->stream, r->stored, ctx) != fill_done) return false;
+    name_entries(*r, ctx);
+    drop_unlisted(*r);
+    return true;
+}
+
+} // namespace
+
+renew_result tree_renew(mesh_ctx* ctx)
+{
+    if (!tree_can_be_filled(*ctx)) return renew_declined;
+    renewal r;
+    bool done = renewal_open(&r);
+    if (done) {
+        number_objs(&r, ctx);
+        done = refill(&r, ctx);
+    }
+    renewal_close(&r);
+    return done ? renew_done : renew_no_memory;
+}
+
+} // namespace velmora

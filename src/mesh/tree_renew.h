@@ -1,0 +1,20 @@
+// mesh/tree_renew.h - the tree once more, over the objects that it has.
+#pragma once
+
+#include "mesh/context.h"
+
+namespace velmora {
+
+enum renew_result {
+    renew_done,
+    renew_declined, ///< the root's box is no box of finite numbers; nothing has happened
+    renew_no_memory ///< the mesh is only good for being freed
+};
+
+/// Makes the root one empty leaf and adds all objects again, in the reverse of the order in which a
+/// walk meets them: with the exact boxes of their triangles, an identity where one is missing, and
+/// no plane class. What the insert hook refuses then, or what lies outside of the root, dies. Only
+/// the tree may hold objects.
+[[nodiscard]] renew_result tree_renew(mesh_ctx* ctx);
+
+} // namespace velmora

@@ -1,0 +1,308 @@
+// The ways in which a whole mesh is made or moved at once, against the slow ones that they stand
+// for.
+#include "mesh/audit.h"
+#include "mesh/box.h"
+#include "mesh/cell_tree.h"
+#include "mesh/measure.h"
+#include "mesh/renumber.h"
+#include "mesh/soup.h"
+#include "mesh/tree_fill.h"
+#include "mesh/tree_renew.h"
+#include "repair/edge_groups.h"
+#include "topo/edge_tbl.h"
+#include "topo/merge.h"
+#include "topo/topology.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+namespace {
+
+using soup_tr = std::vector<float>; // nine coordinates
+
+// How a random soup is made.
+struct soup_kind {
+    const char* name;
+    int count;
+    int steps;    // of the lattice along an axis
+    float tol;    // merge tolerance
+    float jitter; // of one corner in eight
+    bool flat;    // all z alike
+    int doubled;  // one triangle in so many has two equal corners; 0 none
+};
+
+const soup_kind k_kinds[] = {
+    {"sparse", 400, 40, 1e-6f, 0.0f, false, 0},
+    {"crowded", 900, 4, 1e-6f, 0.0f, false, 0},
+    {"flat", 900, 12, 1e-6f, 0.0f, true, 0},
+    {"doubled corners", 500, 6, 1e-6f, 0.0f, false, 3},
+    {"lonely doubled corners", 300, 60, 1e-6f, 0.0f, false, 2},
+    {"close points", 500, 6, 0.125f, 0.0625f, false, 5},
+    {"points at the bound", 400, 6, 0.125f, 0.125f, false, 0},
+    {"points past the bound", 400, 6, 0.125f, 0.1875f, false, 0},
+    {"no tolerance", 400, 5, 0.0f, 0.0625f, false, 4},
+    {"one place", 60, 1, 1e-6f, 0.0f, false, 0},
+};
+
+std::vector<soup_tr> random_soup(const soup_kind& kind, unsigned seed)
+{
+    std::mt19937 random(seed);
+    const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    std::vector<soup_tr> trs;
+    for (int t = 0; t < kind.count; ++t) {
+        soup_tr tr;
+        const int at[3] = {below(kind.steps), below(kind.steps), below(kind.steps)};
+        for (int i = 0; i < 9; ++i) {
+            const int step = (at[i % 3] + below(3)) % kind.steps;
+            const float off = below(8) == 0 ? kind.jitter : 0.0f;
+            tr.push_back(kind.flat && i % 3 == 2 ? 0.5f : static_cast<float>(step) + off);
+        }
+        if (kind.doubled && below(kind.doubled) == 0)
+            std::copy(tr.begin(), tr.begin() + 3, tr.begin() + 3 + 3 * below(2));
+        trs.push_back(tr);
+    }
+    return trs;
+}
+
+// A mesh of its own from a soup, built in one way or the other.
+struct planted {
+    mesh_ctx ctx;
+    topo_ctx topo = {};
+    tr_soup soup = {};
+    aabb bbox = k_no_box;
+
+    explicit planted(const std::vector<soup_tr>& trs)
+    {
+        mesh_ctx_init(&ctx, tr_is_point);
+        ctx.topo = &topo;
+        for (const soup_tr& tr : trs) {
+            float corners[3][3];
+            std::copy(tr.begin(), tr.end(), &corners[0][0]);
+            EXPECT_TRUE(soup_add(&soup, corners));
+            for (const float* c : corners)
+                box_add(&bbox, c);
+        }
+        box_widen(&bbox, 2.0 * margin());
+    }
+    planted(const planted&) = delete;
+    planted& operator=(const planted&) = delete;
+    ~planted()
+    {
+        soup_free(&soup);
+        cell_tree_free(&ctx);
+        cell_nodes_free();
+        mesh_records_free();
+    }
+
+    static double margin()
+    {
+        return static_cast<double>(merge_tol) * k_reader_margin;
+    }
+
+    void make_root(std::uint32_t list_len)
+    {
+        ctx.root = cell_tree_new(bbox, list_len, 4, 2 * soup.count, &ctx);
+        ctx.grow_limit = tree_grow_limit(ctx.max_list);
+    }
+
+    void plant_at_once(std::uint32_t list_len)
+    {
+        make_root(list_len);
+        ASSERT_EQ(soup_plant(&soup, plant_welded, margin(), &ctx), plant_done);
+        EXPECT_TRUE(ctx.in_order);
+        merge();
+    }
+
+    void plant_one_by_one(std::uint32_t list_len)
+    {
+        make_root(list_len);
+        obj_list list = {};
+        ASSERT_TRUE(soup_to_list(soup, margin(), &list));
+        for (const obj_h o : list) {
+            tr_assign_id(o, false, &ctx);
+            ASSERT_TRUE(tree_add(o, nullptr, &ctx));
+        }
+        list_free(&list);
+        merge();
+    }
+
+    void merge()
+    {
+        std::int32_t err = 0;
+        if (topo.weld == weld_none) {
+            ASSERT_EQ(merge_vertices(&err, &ctx), stage_ok);
+        }
+    }
+
+    // Everything that may be seen of the mesh, with names that do not depend on handles.
+    std::string state()
+    {
+        std::ostringstream out;
+        std::map<std::uint32_t, std::size_t> vtx_names;
+        out << ctx.tr_count << ' ' << ctx.max_level << ' ' << ctx.max_list << ' ' << ctx.grow_limit
+            << ' ' << ctx.longest_list << ' ' << ctx.next_id << '\n';
+        walk_leaves(ctx.root, everywhere, [&](cell_node& leaf) {
+            out << "leaf " << leaf.box.min[0] << ' ' << leaf.box.max[1] << ' ' << leaf.box.max[2];
+            for (const obj_h o : leaf.list)
+                out << ' ' << rec(rec(o).tr).id;
+            out << '\n';
+            return true;
+        });
+        for_each_obj_once(&ctx, [&](obj_h o, const cell_obj& obj) {
+            const tr_rec& tr = rec(obj.tr);
+            EXPECT_EQ(tr.cell, o);
+            out << tr.id << ": " << obj.refs << ' ' << obj.box.min[0] << ' ' << obj.box.max[2];
+            for (const vtx_h v : tr.vtx) {
+                const std::size_t name = vtx_names.emplace(v.i, vtx_names.size()).first->second;
+                out << " v" << name << " x" << rec(v).refs << " at " << rec(v).pos[0] << ' '
+                    << rec(v).pos[1] << ' ' << rec(v).pos[2];
+            }
+            for (int i = 0; i < 3; ++i)
+                out << ' ' << (live_nbr(tr, i) ? rec(live_nbr(tr, i)).id : 0);
+            out << '\n';
+            return true;
+        });
+        return out.str();
+    }
+};
+
+class planting : public testing::Test {
+    void TearDown() override
+    {
+        merge_tol = k_default_merge_tol;
+    }
+};
+
+template <class check_fn> void for_random_soups(const check_fn& check)
+{
+    for (const soup_kind& kind : k_kinds)
+        for (unsigned seed = 0; seed < 6; ++seed) {
+            SCOPED_TRACE(std::string(kind.name) + ", seed " + std::to_string(seed));
+            merge_tol = kind.tol;
+            check(random_soup(kind, seed), 3u + seed);
+        }
+}
+
+TEST_F(planting, makes_the_mesh_that_single_insertions_and_the_merge_make)
+{
+    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
+        std::string slow;
+        {
+            planted p(trs);
+            p.plant_one_by_one(list_len);
+            slow = p.state();
+        }
+        planted p(trs);
+        p.plant_at_once(list_len);
+        EXPECT_EQ(p.state(), slow);
+        EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
+    });
+}
+
+TEST_F(planting, welds_where_no_two_places_are_close)
+{
+    merge_tol = 0.125f;
+    for (const float x : {1.0f, 1.125f, 1.25f}) {
+        planted p({{0, 0, 0, 1, 0, 0, 0, 1, 0}, {x, 0, 0, 3, 0, 0, 0, 0, 3}});
+        p.plant_at_once(8);
+        EXPECT_EQ(p.topo.weld, x == 1.125f ? weld_none : weld_distinct) << x;
+    }
+}
+
+// Drops every third triangle and replants some others, as repairs do.
+void disturb(planted* p)
+{
+    obj_list dropped = {};
+    obj_list moved = {};
+    for_each_obj_once(&p->ctx, [&](obj_h o, const cell_obj& obj) {
+        const std::uint32_t id = rec(obj.tr).id;
+        EXPECT_TRUE(id % 3 != 0 || list_push(&dropped, o));
+        EXPECT_TRUE(id % 7 != 1 || id % 3 == 0 || list_push(&moved, o));
+        return true;
+    });
+    tr_remove_objs(dropped, &p->ctx);
+    list_free(&dropped);
+    for (const obj_h o : moved) {
+        tree_remove(o, &p->ctx);
+        rec(o).box = box_of_tr(rec(rec(o).tr));
+        EXPECT_TRUE(tree_add(o, nullptr, &p->ctx));
+    }
+    list_free(&moved);
+}
+
+void link_up(planted* p)
+{
+    std::int32_t err = 0;
+    edge_groups sides = {};
+    p->topo.sides = &sides;
+    EXPECT_EQ(topo_relink(&err, &p->ctx), stage_ok);
+    edge_groups_free(&sides);
+    list_free(&p->topo.edge_err_list);
+    edge_tbl_free(&p->topo.edge_errs);
+}
+
+TEST_F(planting, new_numbers_change_nothing_else)
+{
+    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
+        planted p(trs);
+        p.plant_at_once(list_len);
+        link_up(&p);
+        disturb(&p);
+        EXPECT_EQ(p.ctx.in_order, p.ctx.tr_count == 0);
+        const std::string before = p.state();
+        renumber_mesh(list_len % 2 ? renumber_all : renumber_keep_vertices, &p.ctx);
+        EXPECT_TRUE(p.ctx.in_order);
+        EXPECT_EQ(p.state(), before);
+        EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
+        EXPECT_EQ(audit_links(&p.ctx, stderr), 0u);
+    });
+}
+
+void renew_one_by_one(planted* p)
+{
+    obj_list all = {};
+    std::uint32_t count = 0;
+    ++p->ctx.visit_stamp;
+    ASSERT_TRUE(tree_collect(p->ctx.root, &all, &count, &p->ctx));
+    cell_node& root = rec(p->ctx.root);
+    cell_free(root.low);
+    cell_free(root.high);
+    root.low = root.high = {};
+    p->ctx.tr_count = 0;
+    for (const obj_h o : all) {
+        rec(o).box = box_of_tr(rec(rec(o).tr));
+        ASSERT_TRUE(tree_add(o, nullptr, &p->ctx));
+    }
+    list_free(&all);
+}
+
+TEST_F(planting, a_renewed_tree_is_that_of_single_insertions)
+{
+    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
+        std::string states[2];
+        for (const bool slow : {false, true}) {
+            planted p(trs);
+            p.plant_at_once(list_len);
+            disturb(&p);
+            if (is_leaf(rec(p.ctx.root))) return;
+            if (slow) {
+                renew_one_by_one(&p);
+            } else {
+                EXPECT_EQ(tree_renew(&p.ctx), renew_done);
+            }
+            EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
+            states[slow] = p.state();
+        }
+        EXPECT_EQ(states[0], states[1]);
+    });
+}
+
+} // namespace
+
+} // namespace velmora
