@@ -97,21 +97,6 @@ struct removal {
     bool was_removed; // some leaf listed it
 };
 
-bool is_empty_leaf(const cell_node& node)
-{
-    return is_leaf(node) && node.list.count == 0;
-}
-
-// Two empty halves become one empty leaf again, on the way up from a removal; elsewhere in the tree
-// no such pair can stand, since every removal leaves none behind.
-void collapse_if_empty(cell_node* node)
-{
-    if (!is_empty_leaf(rec(node->low)) || !is_empty_leaf(rec(node->high))) return;
-    cell_free(node->low);
-    cell_free(node->high);
-    node->low = node->high = {};
-}
-
 void tree_remove_walk(node_h n, removal* job)
 {
     cell_node& node = rec(n);
@@ -122,7 +107,7 @@ void tree_remove_walk(node_h n, removal* job)
     }
     tree_remove_walk(node.low, job);
     tree_remove_walk(node.high, job);
-    collapse_if_empty(&node);
+    cell_join_if_empty(n);
 }
 
 // The list without the objects that bear the stamp, in the same order.
@@ -149,7 +134,7 @@ void drop_stamped_below(node_h n, std::uint32_t stamp)
     }
     drop_stamped_below(node.low, stamp);
     drop_stamped_below(node.high, stamp);
-    collapse_if_empty(&node);
+    cell_join_if_empty(n);
 }
 
 } // namespace
@@ -189,6 +174,20 @@ bool cell_halve(node_h n, std::uint32_t level)
     rec(low).box.max[axis] = cut;
     rec(high).box.min[axis] = cut;
     return true;
+}
+
+static bool is_empty_leaf(const cell_node& node)
+{
+    return is_leaf(node) && node.list.count == 0;
+}
+
+void cell_join_if_empty(node_h n)
+{
+    cell_node& node = rec(n);
+    if (!is_empty_leaf(rec(node.low)) || !is_empty_leaf(rec(node.high))) return;
+    cell_free(node.low);
+    cell_free(node.high);
+    node.low = node.high = {};
 }
 
 void cell_tree_free(mesh_ctx* ctx)

@@ -64,6 +64,10 @@ void cell_tree_free(mesh_ctx* ctx);
 /// @return false when memory ran out; the leaf then stays one
 [[nodiscard]] bool cell_halve(node_h leaf, std::uint32_t level);
 
+/// Makes two empty halves one empty leaf again. Called on the way up from every removal, as elsewhere
+/// in the tree no such pair can stand.
+void cell_join_if_empty(node_h n);
+
 /// Frees `node` and all below it.
 void cell_free(node_h node);
 

@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/measure.h"
 #include "mesh/tree_fill.h"
 
 namespace velmora {
@@ -15,6 +16,7 @@ struct renewal {
     std::uint32_t* stream; // the numbers of those that are stored
     std::uint32_t count;
     std::uint32_t stored;
+    std::uint32_t collapsed; // of those that are stored
 };
 
 template <class item_t> bool alloc_array(item_t** items, std::size_t count)
@@ -64,6 +66,10 @@ void prepare_obj(std::uint32_t k, renewal* r, mesh_ctx* ctx)
     const bool refused = inside && ctx->insert_hook && ctx->insert_hook(ctx->root, o);
     if (!refused) ++ctx->tr_count;
     if (inside && !refused) r->stream[r->stored++] = k;
+    obj.refs = 0;
+    if (!tr_collapsed(tr)) return;
+    obj.stamp = ctx->visit_stamp;
+    if (inside && !refused) ++r->collapsed;
 }
 
 // The lists go without a word to the objects, whose references are counted anew.
@@ -87,21 +93,36 @@ void cut_below(node_h root)
     node.low = node.high = {};
 }
 
-void name_entries(const renewal& r, mesh_ctx* ctx)
+// Puts the objects' handles into the lists, less those that collapsed, which bear the visit stamp.
+// What this leaves empty becomes one leaf again.
+void name_entries(node_h n, const renewal& r, const mesh_ctx& ctx)
 {
-    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
-        for (std::uint32_t i = 0; i < leaf.list.count; ++i)
-            leaf.list.items[i] = cell_obj_ref(r.objs[leaf.list.items[i].i - 1]);
-        return true;
-    });
+    cell_node& node = rec(n);
+    if (!is_leaf(node)) {
+        name_entries(node.low, r, ctx);
+        name_entries(node.high, r, ctx);
+        cell_join_if_empty(n);
+        return;
+    }
+    std::uint32_t kept = 0;
+    for (std::uint32_t i = 0; i < node.list.count; ++i) {
+        const obj_h o = r.objs[node.list.items[i].i - 1];
+        cell_obj& obj = rec(o);
+        if (obj.stamp == ctx.visit_stamp) continue;
+        ++obj.refs;
+        node.list.items[kept++] = o;
+    }
+    node.list.count = kept;
 }
 
-// Each object is held by nobody while it is in no list, and dies if it has found none.
+// An object is held by nobody while it is in no list, and dies if it has found none.
 void drop_unlisted(const renewal& r)
 {
     for (std::uint32_t k = 0; k < r.count; ++k) {
         cell_obj& obj = rec(r.objs[k]);
         if (obj.refs != 0) continue;
+        tr_unlink_nbrs(obj.tr);
+        tr_unlink_mate(obj.tr);
         obj.refs = 1;
         cell_obj_release(r.objs[k]);
     }
@@ -112,13 +133,13 @@ bool refill(renewal* r, mesh_ctx* ctx)
     cut_below(ctx->root);
     ctx->tr_count = 0;
     ctx->in_order = false;
-    for (std::uint32_t k = 0; k < r->count; ++k) {
+    ++ctx->visit_stamp;
+    for (std::uint32_t k = 0; k < r->count; ++k)
         prepare_obj(k, r, ctx);
-        rec(r->objs[k]).refs = 0;
-    }
     if (tree_fill(r->boxes, r->count, r->stream, r->stored, ctx) != fill_done) return false;
-    name_entries(*r, ctx);
+    name_entries(ctx->root, *r, *ctx);
     drop_unlisted(*r);
+    ctx->tr_count -= r->collapsed;
     return true;
 }
 

@@ -122,8 +122,7 @@ stage_result run_turn(const turn_counts& counts, std::int32_t* cycle, std::int32
     free_turn_lists(topo);
     write_removed_if_wanted(err, *topo);
     free_vtx_table(aspect, topo->table);
-    if (!rebuild_cell_tree(ctx)) return stage_failed;
-    if (!drop_collapsed(err, ctx)) return stage_failed;
+    if (!rebuild_cell_tree(err, ctx)) return stage_failed;
     audit_run("dropping collapsed triangles", ctx);
     return aspect ? mark_duplicates(ctx) : stage_ok;
 }
@@ -165,6 +164,7 @@ stage_result thin_turn(std::int32_t cycle, thin_counts* counts, std::int32_t* er
 std::uint32_t count_bad_triangles(double limit, mesh_ctx* ctx)
 {
     std::uint32_t bad = 0;
+    if (limit == k_no_angle_limit) return bad;
     for_each_obj_once(ctx, [&](obj_h, cell_obj& obj) {
         if (tr_max_cos(rec(obj.tr), limit).above) ++bad;
         return true;
@@ -225,12 +225,12 @@ static bool renew_one_by_one(mesh_ctx* ctx)
     return done;
 }
 
-stage_result rebuild_cell_tree(mesh_ctx* ctx)
+stage_result rebuild_cell_tree(std::int32_t* err, mesh_ctx* ctx)
 {
-    if (is_leaf(rec(ctx->root))) return stage_ok;
+    if (is_leaf(rec(ctx->root))) return drop_collapsed(err, ctx);
     const renew_result renewed = tree_renew(ctx);
     if (renewed == renew_done) return stage_ok;
-    if (renewed == renew_declined && renew_one_by_one(ctx)) return stage_ok;
+    if (renewed == renew_declined && renew_one_by_one(ctx)) return drop_collapsed(err, ctx);
     log_line("%s(ERROR): memory exhausted.\n", the_options.program_name);
     report_error(err_no_memory);
     return stage_failed;

@@ -20,9 +20,9 @@ namespace velmora {
 /// The other branch: turns of thin triangle repair, one, or with -P as many as find fewer.
 [[nodiscard]] stage_result shape_cycle(std::int32_t* err, mesh_ctx* ctx);
 
-/// Takes the tree down and builds it again from its own objects, with exact boxes. Running out of
-/// memory is told here.
-[[nodiscard]] stage_result rebuild_cell_tree(mesh_ctx* ctx);
+/// Takes the tree down and builds it again from its own objects, with exact boxes; then takes out
+/// what has collapsed. A tree of one leaf keeps its boxes.
+[[nodiscard]] stage_result rebuild_cell_tree(std::int32_t* err, mesh_ctx* ctx);
 
 /// Triangles with a corner whose cosine exceeds `limit`.
 std::uint32_t count_bad_triangles(double limit, mesh_ctx* ctx);

@@ -76,6 +76,7 @@ struct planted {
     topo_ctx topo = {};
     tr_soup soup = {};
     aabb bbox = k_no_box;
+    std::int32_t err = 0;
 
     explicit planted(const std::vector<soup_tr>& trs)
     {
@@ -134,7 +135,6 @@ struct planted {
 
     void merge()
     {
-        std::int32_t err = 0;
         if (topo.weld == weld_none) {
             ASSERT_EQ(merge_vertices(&err, &ctx), stage_ok);
         }
@@ -280,6 +280,7 @@ void renew_one_by_one(planted* p)
         ASSERT_TRUE(tree_add(o, nullptr, &p->ctx));
     }
     list_free(&all);
+    EXPECT_EQ(drop_collapsed(&p->err, &p->ctx), stage_ok);
 }
 
 TEST_F(planting, a_renewed_tree_is_that_of_single_insertions)
