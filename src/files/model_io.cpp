@@ -103,6 +103,7 @@ stage_result stl_load_model(tr_soup* soup, aabb* bbox, std::uint32_t limit, stl_
             return stage_failed;
         }
     }
+    soup_finish(soup);
     if (stl_error(stream)) *err = err_stl_input;
     box_widen(bbox, 2.0 * reader_margin());
     if (ignored != 0)

@@ -1,5 +1,6 @@
 #include "mesh/memory.h"
 
+#include "mesh/large_block.h"
 #include "mesh/log.h"
 
 #include <cstdlib>
@@ -48,7 +49,10 @@ void* heap_alloc(std::size_t size)
 {
     if (size == 0 || refuse_this_call()) return nullptr;
     void* memory = std::malloc(size);
-    if (memory) ++blocks;
+    if (memory) {
+        ++blocks;
+        back_large_block(memory, size);
+    }
     return memory;
 }
 
@@ -57,6 +61,7 @@ void* heap_realloc(void* memory, std::size_t new_size)
     if (new_size == 0 || refuse_this_call()) return nullptr;
     void* resized = std::realloc(memory, new_size);
     if (resized && !memory) ++blocks;
+    if (resized) back_large_block(resized, new_size);
     return resized;
 }
 

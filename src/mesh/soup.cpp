@@ -9,6 +9,7 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t k_first_trs = 1024;
+static_assert(k_soup_ahead % 3 == 0 && k_soup_ahead <= k_first_trs);
 constexpr std::uint32_t k_nothing = 0xFFFFFFFFu;
 constexpr std::uint32_t k_most_corners = 0xFFFF; ///< of a place: what a vertex can count
 
@@ -33,9 +34,9 @@ bool same_bits(const float* a, const float* b)
 }
 
 // The slot of the position, or the free one where it would stand; the table is never full.
-std::uint32_t* slot_of(const tr_soup& soup, const float* pos)
+std::uint32_t* slot_of(const tr_soup& soup, const float* pos, std::uint32_t hash)
 {
-    std::uint32_t slot = hash_of(pos) & (soup.slot_count - 1);
+    std::uint32_t slot = hash & (soup.slot_count - 1);
     while (soup.slots[slot] != 0 && !same_bits(place_pos(soup, soup.slots[slot] - 1), pos))
         slot = (slot + 1) & (soup.slot_count - 1);
     return &soup.slots[slot];
@@ -60,13 +61,13 @@ bool grow_slots(tr_soup* soup)
     soup->slot_count = slot_count;
     std::memset(slots, 0, size);
     for (std::uint32_t p = 0; p < soup->place_count; ++p)
-        *slot_of(*soup, place_pos(*soup, p)) = p + 1;
+        *slot_of(*soup, place_pos(*soup, p), hash_of(place_pos(*soup, p))) = p + 1;
     return true;
 }
 
 bool reserve_places(tr_soup* soup)
 {
-    const std::uint32_t wanted = soup->place_count + 3;
+    const std::uint32_t wanted = soup->place_count + k_soup_ahead;
     if (wanted > soup->place_capacity) {
         const std::uint32_t more = soup->place_capacity ? soup->place_capacity * 2 : k_first_trs;
         if (!grow_array(&soup->places, std::size_t{3} * more)) return false;
@@ -84,9 +85,9 @@ bool reserve_tr(tr_soup* soup)
     return true;
 }
 
-std::uint32_t place_of(const float* pos, tr_soup* soup)
+std::uint32_t place_of(const float* pos, std::uint32_t hash, tr_soup* soup)
 {
-    std::uint32_t* const slot = slot_of(*soup, pos);
+    std::uint32_t* const slot = slot_of(*soup, pos, hash);
     if (*slot == 0) {
         std::memcpy(soup->places + std::size_t{3} * soup->place_count, pos, sizeof(float) * 3);
         *slot = ++soup->place_count;
@@ -167,14 +168,28 @@ bool none_is_crowded(const tr_soup& soup)
 
 } // namespace
 
+// The slots are all over a table larger than the cache: each is fetched while others are looked at.
 bool soup_add(tr_soup* soup, const float (*corners)[3])
 {
-    if (!reserve_tr(soup) || !reserve_places(soup)) return false;
-    std::uint32_t* const at = soup->corners + std::size_t{3} * soup->count;
-    for (int i = 0; i < 3; ++i)
-        at[i] = place_of(corners[i], soup);
+    if (soup->ahead_count == k_soup_ahead) soup_finish(soup);
+    if (!reserve_tr(soup) || (soup->ahead_count == 0 && !reserve_places(soup))) return false;
+    for (int i = 0; i < 3; ++i) {
+        const std::uint32_t at = soup->ahead_count++;
+        std::memcpy(soup->ahead[at], corners[i], sizeof(float) * 3);
+        soup->hashes[at] = hash_of(corners[i]);
+        __builtin_prefetch(&soup->slots[soup->hashes[at] & (soup->slot_count - 1)]);
+    }
     ++soup->count;
     return true;
+}
+
+void soup_finish(tr_soup* soup)
+{
+    std::uint32_t* const corners =
+        soup->corners + std::size_t{3} * soup->count - soup->ahead_count;
+    for (std::uint32_t i = 0; i < soup->ahead_count; ++i)
+        corners[i] = place_of(soup->ahead[i], soup->hashes[i], soup);
+    soup->ahead_count = 0;
 }
 
 void soup_free(tr_soup* soup)

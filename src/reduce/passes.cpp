@@ -72,14 +72,23 @@ bool edge_too_high(const tr_rec& tr, int e, const float* nrm, double limit)
     return static_cast<double>(h) > limit;
 }
 
+// Neighbours in the fan share an edge, which is the same height from both sides: it is looked at
+// once.
 bool plane_dist_ok(const vtx_site& site)
 {
+    vtx_h seen[2] = {};
     for (const tr_h t : site.fan) {
         const tr_rec& tr = rec(t);
         const int i = tr_vtx_index(site.v, tr);
         if (i < 0) continue;
-        for (const int e : {i, prev3(i)})
+        const vtx_h ends[2] = {tr.vtx[next3(i)], tr.vtx[prev3(i)]};
+        for (const int k : {0, 1}) {
+            if (ends[k] == seen[0] || ends[k] == seen[1]) continue;
+            const int e = k == 0 ? i : prev3(i);
             if (edge_too_high(tr, e, site.info->nrm, site.params->dist_tol)) return false;
+        }
+        seen[0] = ends[0];
+        seen[1] = ends[1];
     }
     return true;
 }

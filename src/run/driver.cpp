@@ -3,6 +3,7 @@
 #include "files/model_io.h"
 #include "files/stl_stream.h"
 #include "mesh/cell_tree.h"
+#include "mesh/large_block.h"
 #include "mesh/log.h"
 #include "mesh/renumber.h"
 #include "mesh/tolerances.h"
@@ -265,6 +266,7 @@ int run_with_options()
 
 int velmora_main(int argc, char** argv)
 {
+    prepare_large_blocks();
     init_run();
     the_options.program_name = argc > 0 ? argv[0] : k_program_name;
     const bool parsed = parse_options(argc, argv, &the_options);

@@ -89,6 +89,7 @@ struct planted {
             for (const float* c : corners)
                 box_add(&bbox, c);
         }
+        soup_finish(&soup);
         box_widen(&bbox, 2.0 * margin());
     }
     planted(const planted&) = delete;
