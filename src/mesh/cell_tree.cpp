@@ -190,6 +190,24 @@ void cell_join_if_empty(node_h n)
     node.low = node.high = {};
 }
 
+void cell_forget_lists(node_h n)
+{
+    cell_node& node = rec(n);
+    heap_free(node.list.items);
+    node.list = {};
+    if (is_leaf(node)) return;
+    cell_forget_lists(node.low);
+    cell_forget_lists(node.high);
+}
+
+void cell_tree_discard(mesh_ctx* ctx)
+{
+    if (!ctx->root) return;
+    cell_forget_lists(ctx->root);
+    cell_free(ctx->root);
+    ctx->root = {};
+}
+
 void cell_tree_free(mesh_ctx* ctx)
 {
     if (ctx->root) cell_free(ctx->root);

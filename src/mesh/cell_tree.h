@@ -60,6 +60,12 @@ inline bool is_leaf(const cell_node& node)
 /// Frees all nodes and the references of their leaves; ctx->root is left as it was.
 void cell_tree_free(mesh_ctx* ctx);
 
+/// Empties all lists below `node` without a word to the objects: their counts are void afterwards.
+void cell_forget_lists(node_h node);
+
+/// Frees all nodes, and forgets the objects. For the end of a run, when the records go as a whole.
+void cell_tree_discard(mesh_ctx* ctx);
+
 /// Gives a leaf of that level two empty children, cut in the middle; its list stays with it.
 /// @return false when memory ran out; the leaf then stays one
 [[nodiscard]] bool cell_halve(node_h leaf, std::uint32_t level);

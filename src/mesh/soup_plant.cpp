@@ -188,16 +188,6 @@ bool make_records(planting* p)
     });
 }
 
-// Entries that are bare numbers yet must not be taken for handles when the tree is freed.
-void forget_lists(mesh_ctx* ctx)
-{
-    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
-        heap_free(leaf.list.items);
-        leaf.list = {};
-        return true;
-    });
-}
-
 } // namespace
 
 plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin, mesh_ctx* ctx)
@@ -210,7 +200,7 @@ plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin, mesh_c
         ctx->topo->weld = prepared && p.welded ? weld_distinct : weld_none;
         ctx->in_order = prepared && make_records(&p);
         if (!ctx->in_order) {
-            forget_lists(ctx);
+            cell_forget_lists(ctx->root); // some entries are bare numbers yet
             result = plant_no_memory;
         }
         soup_free(soup);

@@ -41,6 +41,7 @@ struct tree_filler {
     mesh_ctx* ctx;
     stream_stack<std::uint32_t> far;
     stream_stack<boxed> near;
+    bool outgrown; // given up, because the limits would grow
 };
 
 stream_stack<std::uint32_t>* stack_of(tree_filler* f, std::uint32_t)
@@ -100,9 +101,19 @@ std::uint32_t split_length(const tree_limits& limits, const node_stream& in, con
     return in.count;
 }
 
-template <class item_t> bool fill_leaf(const node_stream& in, const item_t* items)
+// Whether a list of that length makes the limits grow beyond those that are known.
+bool outgrows(const tree_limits& limits, std::uint32_t length)
+{
+    return !limits.all_known && length > tree_grow_limit(limits.max_list[limits.steps]) &&
+           limits.max_level[limits.steps] < k_deepest_level;
+}
+
+template <class item_t>
+bool fill_leaf(tree_filler* f, const node_stream& in, const item_t* items)
 {
     if (in.count == 0) return true;
+    f->outgrown = outgrows(*f->limits, in.count);
+    if (f->outgrown) return false;
     obj_list& list = rec(in.node).list;
     if (!list_reserve(&list, in.count)) return false;
     for (std::uint32_t i = 0; i < in.count; ++i)
@@ -171,7 +182,7 @@ template <class item_t> bool fill_node(tree_filler* f, const node_stream& in, it
     const std::uint32_t split = split_length(*f->limits, in, items);
     if (split > ctx->longest_list) ctx->longest_list = split;
     if (in.count != 0 && in.level > ctx->deepest_level) ctx->deepest_level = in.level;
-    if (split == in.count) return fill_leaf(in, items);
+    if (split == in.count) return fill_leaf(f, in, items);
     return cell_halve(in.node, in.level) && fill_child(f, in, split, false, kind) &&
            fill_child(f, in, split, true, kind);
 }
@@ -194,19 +205,9 @@ void set_limits(const tree_limits& limits, mesh_ctx* ctx)
 }
 
 // The lists hold no references yet.
-void drop_lists(node_h n)
-{
-    cell_node& node = rec(n);
-    heap_free(node.list.items);
-    node.list = {};
-    if (is_leaf(node)) return;
-    drop_lists(node.low);
-    drop_lists(node.high);
-}
-
 void make_one_leaf(node_h n)
 {
-    drop_lists(n);
+    cell_forget_lists(n);
     cell_node& node = rec(n);
     if (is_leaf(node)) return;
     cell_free(node.low);
@@ -226,26 +227,40 @@ bool tree_can_be_filled(const mesh_ctx& ctx)
     return finite;
 }
 
+// Fills the root, or leaves it as it was.
+static bool try_fill(const aabb* boxes, const std::uint32_t* stream, std::uint32_t stored,
+                     const tree_limits& limits, bool* outgrown, mesh_ctx* ctx)
+{
+    const std::uint32_t longest = ctx->longest_list;
+    const std::uint32_t deepest = ctx->deepest_level;
+    tree_filler filler = {boxes, &limits, ctx, {}, {}, false};
+    const bool done = fill_root(&filler, stream, stored);
+    heap_free(filler.far.items);
+    heap_free(filler.near.items);
+    *outgrown = filler.outgrown;
+    if (done) {
+        set_limits(limits, ctx);
+        return true;
+    }
+    make_one_leaf(ctx->root);
+    ctx->longest_list = longest;
+    ctx->deepest_level = deepest;
+    return false;
+}
+
+// Mostly the limits do not grow, and that is seen only when they do.
 fill_result tree_fill(const aabb* boxes, std::uint32_t count, const std::uint32_t* stream,
                       std::uint32_t stored, mesh_ctx* ctx)
 {
     if (!tree_can_be_filled(*ctx)) return fill_declined;
     tree_limits limits;
-    if (!foretell_growth(boxes, count, stream, stored, *ctx, &limits)) return fill_no_memory;
-    const std::uint32_t longest = ctx->longest_list;
-    const std::uint32_t deepest = ctx->deepest_level;
-    tree_filler filler = {boxes, &limits, ctx, {}, {}};
-    const bool done = fill_root(&filler, stream, stored);
-    heap_free(filler.far.items);
-    heap_free(filler.near.items);
-    if (done) {
-        set_limits(limits, ctx);
-        return fill_done;
-    }
-    make_one_leaf(ctx->root);
-    ctx->longest_list = longest;
-    ctx->deepest_level = deepest;
-    return fill_no_memory;
+    bool outgrown;
+    start_limits(*ctx, count, &limits);
+    if (try_fill(boxes, stream, stored, limits, &outgrown, ctx)) return fill_done;
+    if (!outgrown || !foretell_growth(boxes, count, stream, stored, *ctx, &limits))
+        return fill_no_memory;
+    const bool done = try_fill(boxes, stream, stored, limits, &outgrown, ctx);
+    return done ? fill_done : fill_no_memory;
 }
 
 } // namespace velmora

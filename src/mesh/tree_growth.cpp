@@ -118,13 +118,19 @@ void add_steps_due(std::uint32_t longest, std::uint32_t count, tree_limits* limi
 
 } // namespace
 
-bool foretell_growth(const aabb* boxes, std::uint32_t count, const std::uint32_t* stream,
-                     std::uint32_t stored, const mesh_ctx& ctx, tree_limits* limits)
+void start_limits(const mesh_ctx& ctx, std::uint32_t count, tree_limits* limits)
 {
     limits->steps = 0;
+    limits->all_known = false;
     limits->max_level[0] = ctx.max_level;
     limits->max_list[0] = ctx.max_list;
     add_steps_due(ctx.longest_list, count, limits);
+}
+
+bool foretell_growth(const aabb* boxes, std::uint32_t count, const std::uint32_t* stream,
+                     std::uint32_t stored, const mesh_ctx& ctx, tree_limits* limits)
+{
+    limits->all_known = true;
     while (limits->max_level[limits->steps] < k_deepest_level) {
         const std::uint32_t level = limits->max_level[limits->steps];
         const std::uint32_t limit = tree_grow_limit(limits->max_list[limits->steps]);

@@ -18,9 +18,13 @@ struct tree_limits {
     std::uint32_t max_list[k_most_steps + 1];
     std::int64_t times[k_most_steps]; ///< number of the last insertion before each step; -1 none
     std::uint32_t steps;
+    bool all_known; ///< there are no further steps
 };
 
-/// Fills `limits` for the insertion of boxes[0], boxes[1] ... up to `count` into the root, which is
+/// The limits as they stand, with the steps alone that lists of earlier times still cause.
+void start_limits(const mesh_ctx& ctx, std::uint32_t count, tree_limits* limits);
+
+/// Adds all further steps of the insertion of boxes[0], boxes[1] ... up to `count` into the root, which is
 /// an empty leaf with a box of finite numbers. Only what is in `stream`, `stored` numbers in
 /// ascending order, is stored; the others are refused.
 /// @return false when memory ran out

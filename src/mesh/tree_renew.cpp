@@ -72,20 +72,10 @@ void prepare_obj(std::uint32_t k, renewal* r, mesh_ctx* ctx)
     if (inside && !refused) ++r->collapsed;
 }
 
-// The lists go without a word to the objects, whose references are counted anew.
-void forget_lists(node_h n)
-{
-    cell_node& node = rec(n);
-    heap_free(node.list.items);
-    node.list = {};
-    if (is_leaf(node)) return;
-    forget_lists(node.low);
-    forget_lists(node.high);
-}
-
+// The references of the objects are counted anew.
 void cut_below(node_h root)
 {
-    forget_lists(root);
+    cell_forget_lists(root);
     cell_node& node = rec(root);
     if (is_leaf(node)) return;
     cell_free(node.low);

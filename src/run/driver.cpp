@@ -200,8 +200,7 @@ bool log_read(const model_input& in)
 void finish_run(std::uint32_t count, cpu_timer* timer, mesh_ctx* ctx)
 {
     close_output();
-    cell_tree_free(ctx);
-    ctx->root = {};
+    cell_tree_discard(ctx);
     timer_stop(timer, nullptr);
     log_time("reduction", timer);
     log_rate(count, *timer);

@@ -160,8 +160,7 @@ void free_run()
     list_free(&the_run.topo.edge_err_list);
     list_free(&the_run.topo.lone_list);
     plg_list_free(&the_run.topo.plg_list);
-    if (the_run.mesh.root) cell_tree_free(&the_run.mesh);
-    the_run.mesh.root = {};
+    cell_tree_discard(&the_run.mesh);
     cell_nodes_free();
     mesh_records_free();
     free_option_names(&opt);
