@@ -4,10 +4,9 @@
 #include <malloc.h>
 #endif
 #ifdef __linux__
+#include <cstdint>
 #include <sys/mman.h>
 #include <unistd.h>
-
-#include <cstdint>
 #endif
 
 namespace velmora {

@@ -88,7 +88,10 @@ inline std::uint32_t cell_hash(const grid_cell& cell, const int* d)
 /// until that returns false; then so does this.
 template <class look_fn> bool for_each_close_cell(const grid_cell& cell, const look_fn& look)
 {
-    for (int corner = 0; corner < 8; ++corner) {
+    const int here[3] = {0, 0, 0};
+    if (!look(cell_hash(cell, here))) return false;
+    if ((cell.near[0] | cell.near[1] | cell.near[2]) == 0) return true;
+    for (int corner = 1; corner < 8; ++corner) {
         int d[3];
         bool looks = true;
         for (int i = 0; i < 3; ++i) {

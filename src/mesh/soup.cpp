@@ -185,8 +185,7 @@ bool soup_add(tr_soup* soup, const float (*corners)[3])
 
 void soup_finish(tr_soup* soup)
 {
-    std::uint32_t* const corners =
-        soup->corners + std::size_t{3} * soup->count - soup->ahead_count;
+    std::uint32_t* const corners = soup->corners + std::size_t{3} * soup->count - soup->ahead_count;
     for (std::uint32_t i = 0; i < soup->ahead_count; ++i)
         corners[i] = place_of(soup->ahead[i], soup->hashes[i], soup);
     soup->ahead_count = 0;

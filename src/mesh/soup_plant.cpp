@@ -74,7 +74,7 @@ plant_result fill_tree(double margin, planting* p)
     for (std::uint32_t k = 0; k < count; ++k)
         p->boxes[k] = box_of(*p->soup, tr_at(*p->soup, k), margin);
     const std::uint32_t inserted = list_stream(*p);
-    switch (tree_fill(p->boxes, count, p->stream, inserted, p->ctx)) {
+    switch (tree_fill(p->boxes, count, p->stream, inserted, fill_may_grow, p->ctx)) {
     case fill_done:
         p->ctx->tr_count = inserted;
         return plant_done;

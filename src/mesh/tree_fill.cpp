@@ -108,8 +108,7 @@ bool outgrows(const tree_limits& limits, std::uint32_t length)
            limits.max_level[limits.steps] < k_deepest_level;
 }
 
-template <class item_t>
-bool fill_leaf(tree_filler* f, const node_stream& in, const item_t* items)
+template <class item_t> bool fill_leaf(tree_filler* f, const node_stream& in, const item_t* items)
 {
     if (in.count == 0) return true;
     f->outgrown = outgrows(*f->limits, in.count);
@@ -248,15 +247,15 @@ static bool try_fill(const aabb* boxes, const std::uint32_t* stream, std::uint32
     return false;
 }
 
-// Mostly the limits do not grow, and that is seen only when they do.
 fill_result tree_fill(const aabb* boxes, std::uint32_t count, const std::uint32_t* stream,
-                      std::uint32_t stored, mesh_ctx* ctx)
+                      std::uint32_t stored, fill_hope hope, mesh_ctx* ctx)
 {
     if (!tree_can_be_filled(*ctx)) return fill_declined;
     tree_limits limits;
-    bool outgrown;
+    bool outgrown = true;
     start_limits(*ctx, count, &limits);
-    if (try_fill(boxes, stream, stored, limits, &outgrown, ctx)) return fill_done;
+    if (hope == fill_as_before && try_fill(boxes, stream, stored, limits, &outgrown, ctx))
+        return fill_done;
     if (!outgrown || !foretell_growth(boxes, count, stream, stored, *ctx, &limits))
         return fill_no_memory;
     const bool done = try_fill(boxes, stream, stored, limits, &outgrown, ctx);

@@ -21,6 +21,12 @@ enum fill_result {
 /// Whether tree_fill takes on the tree: its root has a box of finite numbers.
 bool tree_can_be_filled(const mesh_ctx& ctx);
 
+/// How the growth of the limits is dealt with; a matter of time only.
+enum fill_hope {
+    fill_may_grow, ///< it is foretold first
+    fill_as_before ///< it is not likely, as the tree's limits have served before: only when needed
+};
+
 /// Divides the objects stream[0], stream[1] ... among the leaves of ctx->root, which is one empty
 /// leaf, as if inserted in this order, and lets the tree's limits grow as they would. The lists
 /// hold bare numbers in place of handles: entry k of `boxes` is listed as k + 1, and counts no
@@ -30,6 +36,6 @@ bool tree_can_be_filled(const mesh_ctx& ctx);
 /// @param stream  `stored` numbers below `count`, ascending
 [[nodiscard]] fill_result tree_fill(const aabb* boxes, std::uint32_t count,
                                     const std::uint32_t* stream, std::uint32_t stored,
-                                    mesh_ctx* ctx);
+                                    fill_hope hope, mesh_ctx* ctx);
 
 } // namespace velmora

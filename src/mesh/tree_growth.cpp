@@ -88,13 +88,24 @@ std::uint32_t count_box(const aabb& box, const level_grid& grid)
     return most;
 }
 
-// The number of the insertion that makes a list longer than `limit`; -1 when none does.
-std::int64_t first_overflow(const aabb* boxes, const std::uint32_t* stream, std::uint32_t stored,
-                            std::uint32_t limit, const level_grid& grid)
+// What counting one level tells.
+struct level_count {
+    std::int64_t
+        overflow; // number of the insertion that makes a list longer than the limit; -1 none
+    std::uint32_t longest; // list of all, if there were no limit
+};
+
+level_count count_level(const aabb* boxes, const std::uint32_t* stream, std::uint32_t stored,
+                        std::uint32_t limit, const level_grid& grid)
 {
-    for (std::uint32_t i = 0; i < stored; ++i)
-        if (count_box(boxes[stream[i]], grid) > limit) return stream[i];
-    return -1;
+    level_count level = {-1, 0};
+    for (std::uint32_t i = 0; i < stored; ++i) {
+        const std::uint32_t length = count_box(boxes[stream[i]], grid);
+        if (length <= level.longest) continue;
+        level.longest = length;
+        if (length > limit && level.overflow < 0) level.overflow = stream[i];
+    }
+    return level;
 }
 
 void add_step(std::int64_t time, tree_limits* limits)
@@ -141,10 +152,12 @@ bool foretell_growth(const aabb* boxes, std::uint32_t count, const std::uint32_t
         grid.counts = static_cast<std::uint32_t*>(heap_alloc(size));
         if (!grid.counts) return false;
         std::memset(grid.counts, 0, size);
-        const std::int64_t time = first_overflow(boxes, stream, stored, limit, grid);
+        const level_count lists = count_level(boxes, stream, stored, limit, grid);
         heap_free(grid.counts);
-        if (time < 0 || time + 1 >= static_cast<std::int64_t>(count)) return true;
-        add_step(time, limits);
+        if (lists.overflow < 0 || lists.overflow + 1 >= std::int64_t{count}) return true;
+        add_step(lists.overflow, limits);
+        // One level deeper no list gets longer.
+        if (lists.longest <= tree_grow_limit(limits->max_list[limits->steps])) return true;
     }
     return true;
 }

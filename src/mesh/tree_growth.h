@@ -24,9 +24,9 @@ struct tree_limits {
 /// The limits as they stand, with the steps alone that lists of earlier times still cause.
 void start_limits(const mesh_ctx& ctx, std::uint32_t count, tree_limits* limits);
 
-/// Adds all further steps of the insertion of boxes[0], boxes[1] ... up to `count` into the root, which is
-/// an empty leaf with a box of finite numbers. Only what is in `stream`, `stored` numbers in
-/// ascending order, is stored; the others are refused.
+/// Adds all further steps of the insertion of boxes[0], boxes[1] ... up to `count` into the root,
+/// which is an empty leaf with a box of finite numbers. Only what is in `stream`, `stored` numbers
+/// in ascending order, is stored; the others are refused.
 /// @return false when memory ran out
 [[nodiscard]] bool foretell_growth(const aabb* boxes, std::uint32_t count,
                                    const std::uint32_t* stream, std::uint32_t stored,

@@ -126,7 +126,8 @@ bool refill(renewal* r, mesh_ctx* ctx)
     ++ctx->visit_stamp;
     for (std::uint32_t k = 0; k < r->count; ++k)
         prepare_obj(k, r, ctx);
-    if (tree_fill(r->boxes, r->count, r->stream, r->stored, ctx) != fill_done) return false;
+    if (tree_fill(r->boxes, r->count, r->stream, r->stored, fill_as_before, ctx) != fill_done)
+        return false;
     name_entries(ctx->root, *r, *ctx);
     drop_unlisted(*r);
     ctx->tr_count -= r->collapsed;

@@ -25,39 +25,54 @@ std::uint32_t scratch_count()
     return scratch.tail - scratch.head;
 }
 
-// The edge by which a walk round `v` leaves `next` after coming from `prev`; -1 ends the walk.
-int leaving_edge(vtx_h v, tr_h prev, const tr_rec& next)
+// The edge by which a walk round a vertex leaves a triangle that has it at `corner` and was entered
+// by edge `entry`; -1 ends the walk.
+int leaving_edge(int corner, int entry)
 {
-    const int corner = tr_vtx_index(v, next);
-    const int entry = tr_nbr_index(prev, next);
     if (corner < 0 || entry < 0) return corner;
     return corner == entry ? prev3(entry) : corner;
 }
 
+// How a walk round a vertex ended.
+enum walk_end {
+    walk_stopped,    // at a free edge, or at something that is no fan
+    walk_came_round, // but not by edges at the vertex alone
+    walk_is_ring     // all triangles were entered by one edge at the vertex and left by the other
+};
+
 // Walks from `start` over its edge `edge` and on, handing each triangle to `add`.
-// Returns whether it came round to the start.
-template <class add_fn> bool walk_round(vtx_h v, tr_h start, int edge, const add_fn& add)
+template <class add_fn> walk_end walk_round(vtx_h v, tr_h start, int edge, const add_fn& add)
 {
     const std::uint32_t bound = rec(v).refs;
     tr_h prev = start;
     tr_h next = live_nbr(rec(start), edge);
+    bool plain = true;
     while (next && next != start && scratch_count() <= bound) {
         add(next);
-        const int leave = leaving_edge(v, prev, rec(next));
+        const tr_rec& tr = rec(next);
+        const int corner = tr_vtx_index(v, tr);
+        const int entry = tr_nbr_index(prev, tr);
+        plain = plain && corner >= 0 && (entry == corner || entry == prev3(corner));
+        const int leave = leaving_edge(corner, entry);
         prev = next;
-        next = leave < 0 ? tr_h{} : live_nbr(rec(next), leave);
+        next = leave < 0 ? tr_h{} : live_nbr(tr, leave);
     }
-    return next == start;
+    if (next != start) return walk_stopped;
+    return plain && live_nbr(rec(start), prev3(edge)) ? walk_is_ring : walk_came_round;
 }
 
-void walk_fan(vtx_h v, tr_h start)
+// Returns whether the fan is a ring, whose triangles all have both neighbours at the vertex.
+bool walk_fan(vtx_h v, tr_h start)
 {
     const int corner = tr_vtx_index(v, rec(start));
     scratch.head = k_most_trs;
     scratch.tail = scratch.head;
     scratch.trs[scratch.tail++] = start;
-    if (walk_round(v, start, corner, [](tr_h t) { scratch.trs[scratch.tail++] = t; })) return;
-    walk_round(v, start, prev3(corner), [](tr_h t) { scratch.trs[--scratch.head] = t; });
+    const walk_end end =
+        walk_round(v, start, corner, [](tr_h t) { scratch.trs[scratch.tail++] = t; });
+    if (end == walk_stopped)
+        walk_round(v, start, prev3(corner), [](tr_h t) { scratch.trs[--scratch.head] = t; });
+    return end == walk_is_ring;
 }
 
 bool reserve_fans(vtx_table* table, std::uint32_t more)
@@ -123,9 +138,9 @@ bool build_fan(vtx_table* table, std::uint32_t place, tr_h first)
     vtx_info& info = table->infos[place];
     info.fan_count = 0;
     if (!first || rec(info.vtx).tbl_index != place + 1) return true;
-    walk_fan(info.vtx, first);
+    const bool is_ring = walk_fan(info.vtx, first);
     if (!keep_fan(table, &info)) return false;
-    table->types[place] = fan_type(*table, info, table->types[place]);
+    table->types[place] = is_ring ? vtx_closed : fan_type(*table, info, table->types[place]);
     return true;
 }
 
