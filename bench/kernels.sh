@@ -3,7 +3,7 @@
 #
 #     bench/kernels.sh [FILTER]
 #
-# FILTER is a regular expression for names. All of them take about two minutes.
+# FILTER is a regular expression for names. All of them take about a minute.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
