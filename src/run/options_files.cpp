@@ -31,9 +31,10 @@ constexpr form_bits k_input_form = {input_is_ascii, input_is_binary, input_is_kv
 constexpr form_bits k_output_form = {output_is_ascii, output_is_binary, output_is_kvd};
 constexpr form_bits k_removed_form = {removed_is_ascii, removed_is_binary, 0};
 
-// A read buffer for large files; one input is open at a time.
-constexpr std::size_t k_read_buffer_size = 1 << 18;
-char read_buffer[k_read_buffer_size];
+// Buffers for large files; one input and one output of a model are open at a time.
+constexpr std::size_t k_file_buffer_size = 1 << 18;
+char read_buffer[k_file_buffer_size];
+char write_buffer[k_file_buffer_size];
 
 } // namespace
 
@@ -71,11 +72,17 @@ static bool append_extension(char* name, const char* extension, const char* dire
     return true;
 }
 
+// Where a read can be short or late, or somebody waits at the other end, the C library knows better
+// how much to move at once.
+static void use_large_buffer(std::FILE* file, char* buffer)
+{
+    if (is_regular_file(file)) std::setvbuf(file, buffer, _IOFBF, k_file_buffer_size);
+}
+
 static std::FILE* open_to_read(const char* name)
 {
     std::FILE* file = os_open(name, "rb");
-    // Where a read can be short or late, the C library knows better how much to ask for.
-    if (file && is_regular_file(file)) std::setvbuf(file, read_buffer, _IOFBF, k_read_buffer_size);
+    if (file) use_large_buffer(file, read_buffer);
     return file;
 }
 
@@ -319,6 +326,7 @@ static bool open_output(run_options* opt)
     const char* extension = form_extension(*opt, k_output_form);
     const kept_files kept = {opt->input_file, nullptr};
     if (!open_file(opt->output_name, &opt->output_file, "wb", extension, &name, kept)) return false;
+    if (opt->output_file) use_large_buffer(opt->output_file, write_buffer);
     keep_name(name, opt);
     opt->output_name = name;
     return true;
