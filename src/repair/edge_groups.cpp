@@ -176,4 +176,14 @@ void edge_groups_sort(const edge_groups& groups, std::uint32_t v)
     }
 }
 
+edge_group find_edge_group(const edge_groups& groups, vtx_h a, vtx_h b)
+{
+    const std::uint32_t low = std::min(a.i, b.i);
+    const edge_side key = {{std::max(a.i, b.i)}, 0};
+    const edge_side* const first = groups.sides + groups.starts[low];
+    const edge_side* const last = groups.sides + groups.starts[low + 1];
+    const auto range = std::equal_range(first, last, key, far_below);
+    return {range.first, static_cast<std::uint32_t>(range.second - range.first)};
+}
+
 } // namespace velmora

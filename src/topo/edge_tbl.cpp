@@ -4,6 +4,7 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
 #include "mesh/sort.h"
+#include "repair/edge_groups.h"
 
 #include <cstring>
 
@@ -59,6 +60,28 @@ bool reserve_entry(edge_tbl* tbl)
     return true;
 }
 
+bool gather_user(obj_h o, edge_rec* edge)
+{
+    const tr_h t = rec(o).tr;
+    const int slot = tr_edge_index(edge->a, edge->b, rec(t));
+    if (slot < 0) return true;
+    if (!edge_user_add(edge, o, static_cast<std::uint32_t>(slot))) return false;
+    tr_set_mark(t, 27);
+    return true;
+}
+
+// The table of sides knows the users; whose box is out of reach is none. Only which they are
+// matters, since what is done to one of them does not depend on the others.
+bool gather_from_sides(const edge_groups& sides, const aabb& box, edge_rec* edge)
+{
+    const edge_group group = find_edge_group(sides, edge->a, edge->b);
+    for (std::uint32_t i = 0; i < group.count; ++i) {
+        const obj_h o = rec(side_tr(group.first[i])).cell;
+        if (box_overlap(rec(o).box, box) && !gather_user(o, edge)) return false;
+    }
+    return true;
+}
+
 // Users are found by the box of one of them, whose margin covers that of all others.
 bool gather_edge_users(const aabb& box, edge_rec* edge, mesh_ctx* ctx)
 {
@@ -68,11 +91,7 @@ bool gather_edge_users(const aabb& box, edge_rec* edge, mesh_ctx* ctx)
             cell_obj& obj = rec(o);
             if (obj.stamp == ctx->visit_stamp) continue;
             obj.stamp = ctx->visit_stamp;
-            if (!box_overlap(obj.box, box)) continue;
-            const int slot = tr_edge_index(edge->a, edge->b, rec(obj.tr));
-            if (slot < 0) continue;
-            if (!edge_user_add(edge, o, static_cast<std::uint32_t>(slot))) return false;
-            tr_set_mark(obj.tr, 27);
+            if (box_overlap(obj.box, box) && !gather_user(o, edge)) return false;
         }
         return true;
     });
@@ -163,7 +182,10 @@ bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, mesh_ctx* ctx)
     edge_rec* edge = edge_tbl_add(tbl, a, b);
     if (!edge) return false;
     ++ctx->visit_stamp;
-    const bool gathered = gather_edge_users(rec(obj).box, edge, ctx);
+    const edge_groups& sides = *ctx->topo->sides;
+    const bool gathered = sides.starts && sides.in_order
+                              ? gather_from_sides(sides, rec(obj).box, edge)
+                              : gather_edge_users(rec(obj).box, edge, ctx);
     return edge_users_sort(edge) && gathered;
 }
 
