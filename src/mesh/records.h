@@ -85,6 +85,7 @@ struct tr_rec {
     std::uint32_t id;          ///< identity for model files, 0 none yet
     std::int16_t plane_class;  ///< 0, or the axis its normal lies on: 100, 101, 200 ... 301
     std::uint8_t branch_edges; ///< bit i: three or more triangles share edge i
+    std::uint8_t ray_nrm;      ///< 1: its normal has been computed for a ray of this orientation
 };
 static_assert(sizeof(tr_rec) == 64, "a triangle is one cache line");
 

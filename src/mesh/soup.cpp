@@ -25,7 +25,7 @@ std::uint32_t hash_of(const float* pos)
 
 const float* place_pos(const tr_soup& soup, std::uint32_t place)
 {
-    return soup.places + std::size_t{3} * place;
+    return &soup.places[std::size_t{3} * place];
 }
 
 bool same_bits(const float* a, const float* b)

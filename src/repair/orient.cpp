@@ -69,7 +69,7 @@ bool mark_all_branch_edges(edge_groups* groups, mesh_ctx* ctx)
 {
     if (!ctx->topo->vtx_distinct || !groups->starts) return mark_by_position(ctx);
     for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
-        rec(obj.tr).branch_edges = 0;
+        rec(obj.tr).branch_edges = rec(obj.tr).ray_nrm = 0;
         return true;
     });
     mark_in_groups(groups);
@@ -238,7 +238,7 @@ void reset_tr(tr_rec* tr)
 static void clear_branch_edges(const obj_list& objs)
 {
     for (const obj_h o : objs)
-        rec(rec(o).tr).branch_edges = 0;
+        rec(rec(o).tr).branch_edges = rec(rec(o).tr).ray_nrm = 0;
 }
 
 bool mark_branch_edges(const obj_list& objs)

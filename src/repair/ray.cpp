@@ -197,9 +197,10 @@ void ray_leaf_test(const cell_node& leaf, seed_ray* ray)
         tr_rec& tr = rec(rec(o).tr);
         if ((tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) continue;
         tr.walk_mark = ray_counter;
-        if (!(tr.flags & tr_nrm_done)) {
+        if (!(tr.flags & tr_nrm_done) && !tr.ray_nrm) {
             tr_recompute_nrm(&tr, true, nullptr);
             tr.flags &= ~static_cast<std::uint64_t>(tr_nrm_done);
+            tr.ray_nrm = 1;
         }
         const crossing met = segment_triangle_class(tr, ray->at, ray->end);
         if (met == crossing_miss) continue;
@@ -219,16 +220,39 @@ polygon_side point_in_polygon_2d(pt_2d at, const pt_2d* pts, int n)
     return s.crossings % 2 ? pt_inside : pt_outside;
 }
 
+// Whether the value lies clearly below (or above) all three.
+static bool is_below_all(float at, float a, float b, float c)
+{
+    return at < a && at < b && at < c && !is_near(a, at) && !is_near(b, at) && !is_near(c, at);
+}
+
+static bool is_above_all(float at, float a, float b, float c)
+{
+    return at > a && at > b && at > c && !is_near(a, at) && !is_near(b, at) && !is_near(c, at);
+}
+
+// Along a main plane a ray's points all have one coordinate, and so has the point where it meets the
+// triangle's plane. Where that is clearly off the outline to a side to which the scan line counts
+// nothing, the point is outside, wherever it may be.
+static bool passes_by(pt_2d from, pt_2d to, const pt_2d* c)
+{
+    if (from.v == to.v && (is_below_all(from.v, c[0].v, c[1].v, c[2].v) ||
+                           is_above_all(from.v, c[0].v, c[1].v, c[2].v)))
+        return true;
+    return from.u == to.u && is_above_all(from.u, c[0].u, c[1].u, c[2].u);
+}
+
 crossing segment_triangle_class(const tr_rec& tr, const float* from, const float* to)
 {
-    const bool swapped = lies_behind(from, to);
-    const line_hit hit = swapped ? tr_line_hit(tr, to, from) : tr_line_hit(tr, from, to);
-    if (!hit.met || hit.t < 0.0 || hit.t > 1.0) return crossing_miss;
     int axis = axis_of_normal(tr.nrm);
     if (axis < 0) axis = axis_from_box(box_of_tr(tr), tr.nrm);
     pt_2d corners[3];
     for (int i = 0; i < 3; ++i)
         corners[i] = project(corner_pos(tr, i), axis);
+    if (passes_by(project(from, axis), project(to, axis), corners)) return crossing_miss;
+    const bool swapped = lies_behind(from, to);
+    const line_hit hit = swapped ? tr_line_hit(tr, to, from) : tr_line_hit(tr, from, to);
+    if (!hit.met || hit.t < 0.0 || hit.t > 1.0) return crossing_miss;
     switch (point_in_polygon_2d(project(hit.pt, axis), corners, 3)) {
     case pt_on_outline:
         return crossing_on_boundary;

@@ -78,6 +78,7 @@ void swap_corners(tr_h t, int i, int j)
     tr.flags = with_edges_swapped(tr.flags ^ tr_winding_turned, a, b);
     std::swap(tr.nbr[a], tr.nbr[b]);
     std::swap(tr.vtx[i], tr.vtx[j]);
+    tr.ray_nrm = 0;
     if (cold(t).extra.key != k_no_extra) swap_corner_values(cold_for_write(t), i, j);
 }
 
