@@ -30,7 +30,11 @@ const float* place_pos(const tr_soup& soup, std::uint32_t place)
 
 bool same_bits(const float* a, const float* b)
 {
-    return std::memcmp(a, b, sizeof(float) * 3) == 0;
+    std::uint32_t bits_a[3];
+    std::uint32_t bits_b[3];
+    std::memcpy(bits_a, a, sizeof bits_a);
+    std::memcpy(bits_b, b, sizeof bits_b);
+    return bits_a[0] == bits_b[0] && bits_a[1] == bits_b[1] && bits_a[2] == bits_b[2];
 }
 
 // The slot of the position, or the free one where it would stand; the table is never full.

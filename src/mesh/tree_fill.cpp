@@ -188,7 +188,7 @@ template <class item_t> bool fill_node(tree_filler* f, const node_stream& in, it
 
 bool fill_root(tree_filler* f, const std::uint32_t* stream, std::uint32_t stored)
 {
-    if (!reserve(&f->far, 2 * (std::size_t{stored} + 1))) return false;
+    if (!reserve(&f->far, 2 * (std::size_t{stored} + 1)) || !f->far.items) return false;
     std::uint32_t touching = 0;
     for (std::uint32_t i = 0; i < stored; ++i)
         if (box_overlap(rec(f->ctx->root).box, f->boxes[stream[i]]))
