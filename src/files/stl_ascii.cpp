@@ -127,15 +127,17 @@ static bool word_is(const word_text& word, const char* text)
     return word.length == std::strlen(text) && std::memcmp(word.text, text, word.length) == 0;
 }
 
+// By their kind.
+static constexpr const char* k_keywords[] = {"endfacet", "endloop", "endsolid", "facet", "loop",
+                                             "normal",   "outer",   "solid",    "vertex"};
+
 // The first letter leads to the first keyword that can match.
 static int keyword_kind(const word_text& word)
 {
-    static const char* const keywords[] = {"endfacet", "endloop", "endsolid", "facet", "loop",
-                                           "normal",   "outer",   "solid",    "vertex"};
     for (int kind = stl_tok_endfacet; kind <= stl_tok_vertex; ++kind) {
-        if (keywords[kind][0] < word.text[0]) continue;
-        if (keywords[kind][0] > word.text[0]) break;
-        if (word_is(word, keywords[kind])) return kind;
+        if (k_keywords[kind][0] < word.text[0]) continue;
+        if (k_keywords[kind][0] > word.text[0]) break;
+        if (word_is(word, k_keywords[kind])) return kind;
     }
     return stl_tok_word;
 }
@@ -298,13 +300,33 @@ static bool drop_unread_blank(stl_stream* s)
     return true;
 }
 
-static bool take_token(stl_stream* s, stl_token* token)
+static const unsigned char* skip_blanks(const stl_stream* s)
 {
-    if (!drop_unread_blank(s)) return false;
     const unsigned char* at = s->buffer + s->pos;
     const unsigned char* const end = s->buffer + s->fill;
     while (at < end && has_class(*at, is_blank))
         ++at;
+    return at;
+}
+
+// Most words are the keyword that is due, in small letters.
+static bool take_keyword(stl_stream* s, int kind)
+{
+    if (!drop_unread_blank(s)) return false;
+    const unsigned char* const at = skip_blanks(s);
+    const std::size_t length = std::strlen(k_keywords[kind]);
+    const auto left = static_cast<std::size_t>(s->buffer + s->fill - at);
+    if (left <= length || std::memcmp(at, k_keywords[kind], length) != 0) return false;
+    if (has_class(at[length], in_word) || at[length] == k_sub) return false;
+    take_until(s, at + length);
+    return true;
+}
+
+static bool take_token(stl_stream* s, stl_token* token)
+{
+    if (!drop_unread_blank(s)) return false;
+    const unsigned char* const at = skip_blanks(s);
+    const unsigned char* const end = s->buffer + s->fill;
     if (at == end) return false;
     if (has_class(*at, is_letter)) return take_word(s, at, end, &token->kind);
     if (!has_class(*at, starts_number)) return false;
@@ -351,7 +373,7 @@ static bool expect(stl_stream* s, int kind, stl_token* token)
 static bool expect_word(stl_stream* s, int kind)
 {
     stl_token token;
-    return expect(s, kind, &token);
+    return take_keyword(s, kind) || expect(s, kind, &token);
 }
 
 static bool expect_vec(stl_stream* s, float* vec)
