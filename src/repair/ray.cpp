@@ -231,15 +231,36 @@ static bool is_above_all(float at, float a, float b, float c)
     return at > a && at > b && at > c && !is_near(a, at) && !is_near(b, at) && !is_near(c, at);
 }
 
-// Along a main plane a ray's points all have one coordinate, and so has the point where it meets the
-// triangle's plane. Where that is clearly off the outline to a side to which the scan line counts
-// nothing, the point is outside, wherever it may be.
-static bool passes_by(pt_2d from, pt_2d to, const pt_2d* c)
+// The points that tr_line_hit can find between the ends of a segment: they come from one end by a
+// share of the difference, in steps that all round upwards or downwards together, so that none gets
+// beyond what the whole difference leads to.
+struct segment_reach {
+    float low[3];
+    float high[3];
+};
+
+static segment_reach reach_of(const float* from, const float* to)
 {
-    if (from.v == to.v && (is_below_all(from.v, c[0].v, c[1].v, c[2].v) ||
-                           is_above_all(from.v, c[0].v, c[1].v, c[2].v)))
-        return true;
-    return from.u == to.u && is_above_all(from.u, c[0].u, c[1].u, c[2].u);
+    segment_reach reach;
+    float end[3];
+    float way[3];
+    vec_diff(from, to, way);
+    vec_copy(from, end);
+    vec_along(end, way, 1.0);
+    for (int i = 0; i < 3; ++i) {
+        reach.low[i] = from[i] < end[i] ? from[i] : end[i];
+        reach.high[i] = from[i] < end[i] ? end[i] : from[i];
+    }
+    return reach;
+}
+
+// Whether all points in reach lie off the outline to a side to which the scan line counts nothing:
+// they are outside then.
+static bool passes_by(pt_2d low, pt_2d high, const pt_2d* c)
+{
+    return is_below_all(high.v, c[0].v, c[1].v, c[2].v) ||
+           is_above_all(low.v, c[0].v, c[1].v, c[2].v) ||
+           is_above_all(low.u, c[0].u, c[1].u, c[2].u);
 }
 
 crossing segment_triangle_class(const tr_rec& tr, const float* from, const float* to)
@@ -249,9 +270,13 @@ crossing segment_triangle_class(const tr_rec& tr, const float* from, const float
     pt_2d corners[3];
     for (int i = 0; i < 3; ++i)
         corners[i] = project(corner_pos(tr, i), axis);
-    if (passes_by(project(from, axis), project(to, axis), corners)) return crossing_miss;
     const bool swapped = lies_behind(from, to);
-    const line_hit hit = swapped ? tr_line_hit(tr, to, from) : tr_line_hit(tr, from, to);
+    const float* const first = swapped ? to : from;
+    const float* const last = swapped ? from : to;
+    const segment_reach reach = reach_of(first, last);
+    if (passes_by(project(reach.low, axis), project(reach.high, axis), corners))
+        return crossing_miss;
+    const line_hit hit = tr_line_hit(tr, first, last);
     if (!hit.met || hit.t < 0.0 || hit.t > 1.0) return crossing_miss;
     switch (point_in_polygon_2d(project(hit.pt, axis), corners, 3)) {
     case pt_on_outline:
