@@ -7,6 +7,7 @@
 #include "files/stl_number.h"
 #include "files/stl_stream.h"
 #include "mesh/cell_tree.h"
+#include "mesh/soup_plant.h"
 #include "repair/edge_groups.h"
 #include "repair/edge_sort.h"
 #include "run/run_state.h"

@@ -4,6 +4,7 @@
 #include "mesh/cell_tree.h"
 #include "mesh/large_block.h"
 #include "mesh/renumber.h"
+#include "mesh/soup_plant.h"
 #include "mesh/tolerances.h"
 #include "plg/boundary.h"
 #include "plg/plg.h"

@@ -190,6 +190,16 @@ void cell_join_if_empty(node_h n)
     node.low = node.high = {};
 }
 
+void cell_make_leaf(node_h n)
+{
+    cell_node& node = rec(n);
+    list_free(&node.list);
+    if (is_leaf(node)) return;
+    cell_free(node.low);
+    cell_free(node.high);
+    node.low = node.high = {};
+}
+
 void cell_forget_lists(node_h n)
 {
     cell_node& node = rec(n);

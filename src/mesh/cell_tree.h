@@ -66,12 +66,15 @@ void cell_forget_lists(node_h node);
 /// Frees all nodes, and forgets the objects. For the end of a run, when the records go as a whole.
 void cell_tree_discard(mesh_ctx* ctx);
 
+/// Makes `node` a leaf with an empty list: what was below is freed, with its references.
+void cell_make_leaf(node_h node);
+
 /// Gives a leaf of that level two empty children, cut in the middle; its list stays with it.
 /// @return false when memory ran out; the leaf then stays one
 [[nodiscard]] bool cell_halve(node_h leaf, std::uint32_t level);
 
-/// Makes two empty halves one empty leaf again. Called on the way up from every removal, as elsewhere
-/// in the tree no such pair can stand.
+/// Makes two empty halves one empty leaf again. Called on the way up from every removal, as
+/// elsewhere in the tree no such pair can stand.
 void cell_join_if_empty(node_h n);
 
 /// Frees `node` and all below it.

@@ -18,6 +18,12 @@ namespace velmora {
 /// stands as it was.
 [[nodiscard]] void* heap_realloc(void* memory, std::size_t new_size);
 
+/// heap_alloc for `count` items, which are plain data; never of size 0.
+template <class item_t> [[nodiscard]] item_t* heap_array(std::size_t count)
+{
+    return static_cast<item_t*>(heap_alloc(sizeof(item_t) * (count ? count : 1)));
+}
+
 /// Gives `memory` back; null is allowed.
 void heap_free(void* memory);
 

@@ -23,8 +23,8 @@ struct tr_soup {
     float* places; ///< three coordinates for each place; owned
     std::uint32_t place_count;
     std::uint32_t place_capacity;
-    std::uint32_t* slots;     ///< hash of the positions: a place plus 1, 0 free; owned
-    std::uint32_t slot_count; ///< a power of two, or 0
+    std::uint32_t* slots;         ///< hash of the positions: a place plus 1, 0 free; owned
+    std::uint32_t slot_count;     ///< a power of two, or 0
     float ahead[k_soup_ahead][3]; ///< the last corners added, which have no places yet
     std::uint32_t hashes[k_soup_ahead];
     std::uint32_t ahead_count;
@@ -50,30 +50,5 @@ void soup_free(tr_soup* soup);
 /// corners than a vertex can count: then the merge gives each place one vertex. False also when
 /// memory ran out.
 [[nodiscard]] bool soup_places_are_apart(const tr_soup& soup);
-
-enum plant_result {
-    plant_done,
-    plant_declined, ///< this mesh is to be built object by object
-    plant_no_memory
-};
-
-enum plant_vertices {
-    plant_apart, ///< each corner has a vertex of its own
-    plant_welded ///< the corners of a place share one, if the places are apart
-};
-
-/// Makes the soup the mesh: the tree under ctx->root, which is one empty leaf, is the same as after
-/// adding an object for each triangle, the last one first, with identities in this order and boxes
-/// `margin` wider than the triangles. Triangles that are points are left out. ctx->topo->weld tells
-/// whether vertices are welded. All records are in order. Frees the soup as it goes, unless it
-/// declines.
-/// @return plant_no_memory leaves a mesh that is only good for being freed
-[[nodiscard]] plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin,
-                                      mesh_ctx* ctx);
-
-/// Makes an object with a triangle and three vertices of its own for each triangle of the soup, the
-/// last one in front.
-/// @return false when memory ran out; the list stays the caller's
-[[nodiscard]] bool soup_to_list(const tr_soup& soup, double margin, obj_list* list);
 
 } // namespace velmora

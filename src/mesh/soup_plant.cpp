@@ -1,6 +1,7 @@
+#include "mesh/soup_plant.h"
+
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
-#include "mesh/soup.h"
 #include "mesh/tree_fill.h"
 #include "mesh/vec.h"
 
@@ -53,12 +54,6 @@ void planting_free(planting* p)
     heap_free(p->users);
 }
 
-template <class item_t> bool alloc_array(item_t** items, std::size_t count)
-{
-    *items = static_cast<item_t*>(heap_alloc(sizeof(item_t) * (count ? count : 1)));
-    return *items != nullptr;
-}
-
 std::uint32_t list_stream(const planting& p)
 {
     std::uint32_t n = 0;
@@ -70,7 +65,9 @@ std::uint32_t list_stream(const planting& p)
 plant_result fill_tree(double margin, planting* p)
 {
     const std::uint32_t count = p->soup->count;
-    if (!alloc_array(&p->boxes, count) || !alloc_array(&p->stream, count)) return plant_no_memory;
+    p->boxes = heap_array<aabb>(count);
+    p->stream = heap_array<std::uint32_t>(count);
+    if (!p->boxes || !p->stream) return plant_no_memory;
     for (std::uint32_t k = 0; k < count; ++k)
         p->boxes[k] = box_of(*p->soup, tr_at(*p->soup, k), margin);
     const std::uint32_t inserted = list_stream(*p);
@@ -99,7 +96,8 @@ bool count_users(planting* p)
     for (std::uint32_t t = 0; t < soup.count && !any; ++t)
         any = has_doubled_corner(soup.corners + std::size_t{3} * t) && !is_point(soup, t);
     if (!any) return true;
-    if (!alloc_array(&p->users, soup.place_count)) return false;
+    p->users = heap_array<std::uint32_t>(soup.place_count);
+    if (!p->users) return false;
     std::memset(p->users, 0, sizeof(std::uint32_t) * soup.place_count);
     for (std::uint32_t t = 0; t < soup.count; ++t) {
         const std::uint32_t* c = soup.corners + std::size_t{3} * t;
@@ -118,7 +116,8 @@ bool prepare_vertices(plant_vertices how, planting* p)
     p->soup->slots = nullptr;
     p->welded = how == plant_welded && soup_places_are_apart(*p->soup);
     if (!p->welded) return true;
-    if (!alloc_array(&p->vtxs, places) || !count_users(p)) return false;
+    p->vtxs = heap_array<vtx_h>(places);
+    if (!p->vtxs || !count_users(p)) return false;
     std::memset(static_cast<void*>(p->vtxs), 0, sizeof(vtx_h) * places);
     return true;
 }

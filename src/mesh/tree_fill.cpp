@@ -203,17 +203,6 @@ void set_limits(const tree_limits& limits, mesh_ctx* ctx)
     if (limits.steps) ctx->grow_limit = tree_grow_limit(ctx->max_list);
 }
 
-// The lists hold no references yet.
-void make_one_leaf(node_h n)
-{
-    cell_forget_lists(n);
-    cell_node& node = rec(n);
-    if (is_leaf(node)) return;
-    cell_free(node.low);
-    cell_free(node.high);
-    node.low = node.high = {};
-}
-
 } // namespace
 
 bool tree_can_be_filled(const mesh_ctx& ctx)
@@ -241,7 +230,8 @@ static bool try_fill(const aabb* boxes, const std::uint32_t* stream, std::uint32
         set_limits(limits, ctx);
         return true;
     }
-    make_one_leaf(ctx->root);
+    cell_forget_lists(ctx->root); // they hold no references yet
+    cell_make_leaf(ctx->root);
     ctx->longest_list = longest;
     ctx->deepest_level = deepest;
     return false;

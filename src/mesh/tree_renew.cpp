@@ -19,18 +19,14 @@ struct renewal {
     std::uint32_t collapsed; // of those that are stored
 };
 
-template <class item_t> bool alloc_array(item_t** items, std::size_t count)
-{
-    *items = static_cast<item_t*>(heap_alloc(sizeof(item_t) * (count ? count : 1)));
-    return *items != nullptr;
-}
-
 bool renewal_open(renewal* r)
 {
     *r = {};
     const std::size_t most = obj_pool.used;
-    return alloc_array(&r->objs, most) && alloc_array(&r->boxes, most) &&
-           alloc_array(&r->stream, most);
+    r->objs = heap_array<obj_h>(most);
+    r->boxes = heap_array<aabb>(most);
+    r->stream = heap_array<std::uint32_t>(most);
+    return r->objs && r->boxes && r->stream;
 }
 
 void renewal_close(renewal* r)
@@ -72,17 +68,6 @@ void prepare_obj(std::uint32_t k, renewal* r, mesh_ctx* ctx)
     if (inside && !refused) ++r->collapsed;
 }
 
-// The references of the objects are counted anew.
-void cut_below(node_h root)
-{
-    cell_forget_lists(root);
-    cell_node& node = rec(root);
-    if (is_leaf(node)) return;
-    cell_free(node.low);
-    cell_free(node.high);
-    node.low = node.high = {};
-}
-
 // Puts the objects' handles into the lists, less those that collapsed, which bear the visit stamp.
 // What this leaves empty becomes one leaf again.
 void name_entries(node_h n, const renewal& r, const mesh_ctx& ctx)
@@ -120,7 +105,8 @@ void drop_unlisted(const renewal& r)
 
 bool refill(renewal* r, mesh_ctx* ctx)
 {
-    cut_below(ctx->root);
+    cell_forget_lists(ctx->root); // the references are counted anew
+    cell_make_leaf(ctx->root);
     ctx->tr_count = 0;
     ctx->in_order = false;
     ++ctx->visit_stamp;

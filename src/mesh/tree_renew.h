@@ -13,9 +13,9 @@ enum renew_result {
 
 /// Makes the root one empty leaf and adds all objects again, in the reverse of the order in which a
 /// walk meets them: with the exact boxes of their triangles, an identity where one is missing, and
-/// no plane class. What the insert hook refuses then, or what lies outside of the root, dies. In the
-/// end takes out, as tr_remove_objs does, all triangles that have a vertex twice. Only the tree may
-/// hold objects.
+/// no plane class. What the insert hook refuses then, or what lies outside of the root, dies. In
+/// the end takes out, as tr_remove_objs does, all triangles that have a vertex twice. Only the tree
+/// may hold objects.
 [[nodiscard]] renew_result tree_renew(mesh_ctx* ctx);
 
 } // namespace velmora

@@ -12,11 +12,6 @@ namespace {
 constexpr std::uint32_t k_records_per_tr = 6;
 constexpr std::uint32_t k_max_trs = 0xFFFFFFFFu / k_records_per_tr;
 
-template <class item_t> item_t* alloc_array(std::size_t count)
-{
-    return static_cast<item_t*>(heap_alloc(sizeof(item_t) * count));
-}
-
 // Position of a vertex as unsigned numbers that compare as the floats do, zeros of either sign
 // being equal.
 struct ranked_vtx {
@@ -106,8 +101,8 @@ void mark_vertices(const edge_sort& table, rank_work* w)
 rank_result collect_vertices(const edge_sort& table, rank_work* w)
 {
     mark_vertices(table, w);
-    w->items = alloc_array<ranked_vtx>(w->vtx_count);
-    w->tmp = alloc_array<ranked_vtx>(w->vtx_count);
+    w->items = heap_array<ranked_vtx>(w->vtx_count);
+    w->tmp = heap_array<ranked_vtx>(w->vtx_count);
     if (!w->items || !w->tmp) return ranks_no_memory;
     std::uint32_t n = 0;
     for (std::uint32_t v = 1; v < vtx_pool.used; ++v) {
@@ -136,13 +131,13 @@ void assign_ranks(rank_work* w)
 
 rank_result rank_vertices(const edge_sort& table, rank_work* w)
 {
-    w->ranks = alloc_array<std::uint32_t>(vtx_pool.used);
+    w->ranks = heap_array<std::uint32_t>(vtx_pool.used);
     if (!w->ranks) return ranks_no_memory;
     std::memset(w->ranks, 0, sizeof(std::uint32_t) * vtx_pool.used);
     const rank_result result = collect_vertices(table, w);
     if (result != ranks_done) return result;
-    w->buckets = alloc_array<std::uint32_t>(w->vtx_count + 2 > k_radix_buckets ? w->vtx_count + 2
-                                                                               : k_radix_buckets);
+    w->buckets = heap_array<std::uint32_t>(w->vtx_count + 2 > k_radix_buckets ? w->vtx_count + 2
+                                                                              : k_radix_buckets);
     if (!w->buckets) return ranks_no_memory;
     assign_ranks(w);
     return ranks_done;
@@ -198,7 +193,7 @@ void sort_run_by_twin(edge_sort* table, std::uint32_t start, std::uint32_t end, 
 
 bool sort_long_run(edge_sort* table, std::uint32_t start, std::uint32_t end)
 {
-    auto* keys = alloc_array<std::uint64_t>(2 * static_cast<std::size_t>(end - start));
+    auto* keys = heap_array<std::uint64_t>(2 * static_cast<std::size_t>(end - start));
     if (!keys) return false;
     sort_run_by_twin(table, start, end, keys, keys + (end - start));
     heap_free(keys);
@@ -267,10 +262,10 @@ bool edge_sort_build(const obj_list& objs, edge_sort* table)
     if (objs.count == 0) return true;
     if (objs.count > k_max_trs) return false;
     table->count = objs.count * k_records_per_tr;
-    table->trs = alloc_array<tr_h>(objs.count);
-    table->sorted = alloc_array<std::uint32_t>(table->count);
-    table->live = alloc_array<std::uint32_t>(table->count);
-    table->steps = alloc_array<std::uint8_t>(table->count);
+    table->trs = heap_array<tr_h>(objs.count);
+    table->sorted = heap_array<std::uint32_t>(table->count);
+    table->live = heap_array<std::uint32_t>(table->count);
+    table->steps = heap_array<std::uint8_t>(table->count);
     if (!table->trs || !table->sorted || !table->live || !table->steps) {
         edge_sort_free(table);
         return false;

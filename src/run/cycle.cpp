@@ -140,15 +140,6 @@ bool add_again(const obj_list& list, mesh_ctx* ctx)
     return true;
 }
 
-void cut_below_root(mesh_ctx* ctx)
-{
-    cell_node& root = rec(ctx->root);
-    cell_free(root.low);
-    cell_free(root.high);
-    root.low = root.high = {};
-    ctx->tr_count = 0;
-}
-
 stage_result thin_turn(std::int32_t cycle, thin_counts* counts, std::int32_t* err, mesh_ctx* ctx)
 {
     const reduce_params& params = *ctx->topo->params;
@@ -218,7 +209,8 @@ static bool renew_one_by_one(mesh_ctx* ctx)
     ++ctx->visit_stamp;
     bool done = tree_collect(ctx->root, &all, &count, ctx);
     if (done) {
-        cut_below_root(ctx);
+        cell_make_leaf(ctx->root);
+        ctx->tr_count = 0;
         done = add_again(all, ctx);
     }
     list_free(&all);

@@ -6,6 +6,7 @@
 #include "mesh/large_block.h"
 #include "mesh/log.h"
 #include "mesh/renumber.h"
+#include "mesh/soup_plant.h"
 #include "mesh/tolerances.h"
 #include "run/cycle.h"
 #include "run/errors.h"

@@ -13,8 +13,9 @@
 
 namespace velmora {
 
-/// Searches a partner for every empty slot of every triangle in the tree. Edge errors go into the
-/// lists and counters of `topo`; one that memory has no room for reads as a partner not found.
+/// Searches a partner for every empty slot of every triangle in the tree: in the table topo->sides
+/// where one is enough to know, else, or without that table, through the tree. Edge errors go into
+/// the lists and counters of `topo`; one that memory has no room for reads as a partner not found.
 /// @param[out] err  err_no_memory when memory ran out before the pass, otherwise left as it was
 [[nodiscard]] stage_result link_nbrs(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx);
 

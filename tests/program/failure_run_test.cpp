@@ -1,6 +1,6 @@
 // What a run meets that is not its own fault: full disks, closed pipes, directories, files that end
 // early, too little memory. Whatever it is, the log tells of it and the input is kept.
-#include "program/program_run.h"
+#include "program/model_run.h"
 
 #include <algorithm>
 #include <csignal>
@@ -13,32 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
-constexpr const char* k_reduce = " -r 0.01 -c 0.9 -q 1";
-
-/// A folder with a closed model under the names in.stl, in.astl and in.kvd.
-struct failure_run : testing::Test {
-    run_folder dir;
-    std::string model = binary_stl(box_mesh(2, 2, 2, 4));
-
-    failure_run()
-    {
-        dir.write("in.stl", model);
-        dir.write("in.astl", ascii_stl(box_mesh(2, 2, 2, 4)));
-        dir.run(std::string("-f in.stl -o in.kvd") + k_as_is);
-    }
-
-    static bool holds(const program_result& r, const std::string& text)
-    {
-        return r.log.find(text) != std::string::npos;
-    }
-    static std::size_t count_of(const std::string& text, const std::string& in)
-    {
-        std::size_t n = 0;
-        for (std::size_t at = 0; (at = in.find(text, at)) != std::string::npos; at += text.size())
-            ++n;
-        return n;
-    }
+struct failure_run : model_run {
     static void expect_told_once(const program_result& r)
     {
         EXPECT_EQ(r.status, 0);

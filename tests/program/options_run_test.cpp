@@ -1,5 +1,5 @@
 // Options of the built program: exit status, what the log says, which files stand afterwards.
-#include "program/program_run.h"
+#include "program/model_run.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -7,37 +7,11 @@
 namespace velmora {
 namespace {
 
-constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
-constexpr const char* k_reduce = " -r 0.01 -c 0.9 -q 1";
-
 const std::string k_opening = "velmora(info): id = VELMORA version 5.0.\n"
                               "velmora(info): apparently running from velmora.\n";
 const std::string k_default_tol = "velmora(info): default 0.000001 point merge tolerance used.\n";
 
-/// A folder with a closed model under the names in.stl, in.astl and in.kvd.
-struct options_run : testing::Test {
-    run_folder dir;
-    std::string model = binary_stl(box_mesh(2, 2, 2, 4));
-
-    options_run()
-    {
-        dir.write("in.stl", model);
-        dir.write("in.astl", ascii_stl(box_mesh(2, 2, 2, 4)));
-        dir.run(std::string("-f in.stl -o in.kvd") + k_as_is);
-    }
-
-    static bool holds(const program_result& r, const std::string& text)
-    {
-        return r.log.find(text) != std::string::npos;
-    }
-    static std::size_t count_of(const std::string& text, const std::string& in)
-    {
-        std::size_t n = 0;
-        for (std::size_t at = 0; (at = in.find(text, at)) != std::string::npos; at += text.size())
-            ++n;
-        return n;
-    }
-};
+using options_run = model_run;
 
 TEST_F(options_run, wrong_options_end_it_with_their_message)
 {

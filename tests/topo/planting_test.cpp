@@ -5,7 +5,7 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
 #include "mesh/renumber.h"
-#include "mesh/soup.h"
+#include "mesh/soup_plant.h"
 #include "mesh/tree_fill.h"
 #include "mesh/tree_renew.h"
 #include "repair/edge_groups.h"
@@ -271,10 +271,7 @@ void renew_one_by_one(planted* p)
     std::uint32_t count = 0;
     ++p->ctx.visit_stamp;
     ASSERT_TRUE(tree_collect(p->ctx.root, &all, &count, &p->ctx));
-    cell_node& root = rec(p->ctx.root);
-    cell_free(root.low);
-    cell_free(root.high);
-    root.low = root.high = {};
+    cell_make_leaf(p->ctx.root);
     p->ctx.tr_count = 0;
     for (const obj_h o : all) {
         rec(o).box = box_of_tr(rec(rec(o).tr));

@@ -1,0 +1,40 @@
+// tests/program/model_run.h - runs on a closed model that is there in every form.
+#pragma once
+
+#include "program/program_run.h"
+
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace velmora {
+
+inline constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
+inline constexpr const char* k_reduce = " -r 0.01 -c 0.9 -q 1";
+
+/// A folder with a closed model under the names in.stl, in.astl and in.kvd.
+struct model_run : testing::Test {
+    run_folder dir;
+    std::string model = binary_stl(box_mesh(2, 2, 2, 4));
+
+    model_run()
+    {
+        dir.write("in.stl", model);
+        dir.write("in.astl", ascii_stl(box_mesh(2, 2, 2, 4)));
+        dir.run(std::string("-f in.stl -o in.kvd") + k_as_is);
+    }
+
+    static bool holds(const program_result& r, const std::string& text)
+    {
+        return r.log.find(text) != std::string::npos;
+    }
+    static std::size_t count_of(const std::string& text, const std::string& in)
+    {
+        std::size_t n = 0;
+        for (std::size_t at = 0; (at = in.find(text, at)) != std::string::npos; at += text.size())
+            ++n;
+        return n;
+    }
+};
+
+} // namespace velmora
