@@ -85,6 +85,17 @@ double corner_cos(const tr_rec& tr, int i)
     return vec_dot(e1, e2);
 }
 
+bool tr_has_sound_edges(const tr_rec& tr)
+{
+    constexpr double k_least_len2 = 1e-30; // far above the smallest normal float
+    for (int i = 0; i < 3; ++i) {
+        float e[3];
+        edge_vec(tr, i, e);
+        if (!(vec_dot(e, e) >= k_least_len2)) return false;
+    }
+    return true;
+}
+
 max_cos_result tr_max_cos(const tr_rec& tr, double limit)
 {
     max_cos_result r = {false, -1.0, 0};

@@ -90,12 +90,16 @@ bool renumber_pool(pool<rec_t>* records, const note_fn& note, const rename_fn& r
     return done;
 }
 
-bool renumber_objs(mesh_ctx* ctx)
+// @param[out] telling  the boxes tell what is in the tree: with a NaN among the corners even a box
+//                      that holds nothing may touch an endless root
+bool renumber_objs(bool* telling, mesh_ctx* ctx)
 {
+    *telling = true;
     return renumber_pool(
         &obj_pool,
         [&](renumbering<cell_obj>* r) {
-            for_each_obj_once(ctx, [&](obj_h o, const cell_obj&) {
+            for_each_obj_once(ctx, [&](obj_h o, const cell_obj& obj) {
+                *telling = *telling && is_in_tree(obj);
                 take_next(o, r);
                 return true;
             });
@@ -150,10 +154,10 @@ bool renumber_vtxs()
 
 void renumber_mesh(renumber_scope scope, mesh_ctx* ctx)
 {
-    if (!ctx->root || has_cold_parts() || !renumber_objs(ctx)) return;
-    ctx->in_order = true;
+    bool telling;
+    if (!ctx->root || has_cold_parts() || !renumber_objs(&telling, ctx)) return;
+    ctx->in_order = telling;
     if (!renumber_trs()) return;
-    links_may_dangle = false;
     if (scope == renumber_all) renumber_vtxs();
 }
 

@@ -70,8 +70,8 @@ bool gather_user(obj_h o, edge_rec* edge)
     return true;
 }
 
-// The table of sides knows the users; whose box is out of reach is none. Only which they are
-// matters, since what is done to one of them does not depend on the others.
+// The table of sides knows the users, but not in what order a walk meets them; whose box is out of
+// reach is none.
 bool gather_from_sides(const edge_groups& sides, const aabb& box, edge_rec* edge)
 {
     const edge_group group = find_edge_group(sides, edge->a, edge->b);
@@ -83,7 +83,7 @@ bool gather_from_sides(const edge_groups& sides, const aabb& box, edge_rec* edge
 }
 
 // Users are found by the box of one of them, whose margin covers that of all others.
-bool gather_edge_users(const aabb& box, edge_rec* edge, mesh_ctx* ctx)
+bool gather_from_tree(const aabb& box, edge_rec* edge, mesh_ctx* ctx)
 {
     const auto enter = [&](const cell_node& node) { return box_overlap(node.box, box); };
     return walk_leaves(ctx->root, enter, [&](cell_node& leaf) {
@@ -95,6 +95,24 @@ bool gather_edge_users(const aabb& box, edge_rec* edge, mesh_ctx* ctx)
         }
         return true;
     });
+}
+
+// Users are freed in the order of their areas. Where no two are equal the table of sides will do;
+// between equals the walk decides, as of duplicates that are linked twice the first to go takes
+// links of the other with it.
+bool areas_differ(const edge_rec& edge)
+{
+    for (std::uint32_t i = 1; i < edge.count; ++i) {
+        const double before = tr_area(rec(rec(edge.users[i - 1].obj).tr));
+        if (!(before < tr_area(rec(rec(edge.users[i].obj).tr)))) return false;
+    }
+    return true;
+}
+
+void drop_users(edge_rec* edge)
+{
+    while (edge->count > 0)
+        cell_obj_release(edge->users[--edge->count].obj);
 }
 
 // Takes a user's link across the edge away on both sides.
@@ -182,10 +200,14 @@ bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, mesh_ctx* ctx)
     edge_rec* edge = edge_tbl_add(tbl, a, b);
     if (!edge) return false;
     ++ctx->visit_stamp;
+    const aabb& box = rec(obj).box;
     const edge_groups& sides = *ctx->topo->sides;
-    const bool gathered = sides.starts && sides.in_order
-                              ? gather_from_sides(sides, rec(obj).box, edge)
-                              : gather_edge_users(rec(obj).box, edge, ctx);
+    if (sides.starts && sides.in_order) {
+        if (!gather_from_sides(sides, box, edge) || !edge_users_sort(edge)) return false;
+        if (areas_differ(*edge)) return true;
+        drop_users(edge);
+    }
+    const bool gathered = gather_from_tree(box, edge, ctx);
     return edge_users_sort(edge) && gathered;
 }
 

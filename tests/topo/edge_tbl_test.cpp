@@ -2,6 +2,8 @@
 #include "topo/edge_tbl.h"
 #include "topo_mesh.h"
 
+#include <vector>
+
 namespace velmora {
 
 // Four triangles around the edge a-b, areas falling from c to f.
@@ -54,6 +56,29 @@ TEST(edge_tbl, user_that_left_the_mesh_is_freed_with_the_table)
     edge_tbl_free(&m.topo.edge_errs);
     EXPECT_EQ(m.tr_count(), 3u);
     EXPECT_TRUE(m.holders_are_exact());
+}
+
+// The order of equals decides which links of twins survive, so the table of sides may not have a
+// say.
+TEST(edge_tbl, users_of_equal_area_stand_as_the_tree_has_them)
+{
+    const auto users = [](bool with_sides) {
+        topo_mesh m("a 0 0 0  b 2 0 0  c 0 3 0  d 1 -1 1  e 0 -3 0", "abc bca adb bae");
+        if (with_sides) {
+            edge_groups_build(&m.sides, &m.ctx);
+            for_each_edge_group(&m.sides, [](const edge_group&) {});
+        }
+        EXPECT_TRUE(
+            note_edge_error(m.vtx('a'), m.vtx('b'), &m.topo.edge_errs, m.obj("adb"), &m.ctx));
+        std::vector<std::uint32_t> objs;
+        const edge_rec& edge = m.topo.edge_errs.entries[0];
+        for (std::uint32_t i = 0; i < edge.count; ++i)
+            objs.push_back(edge.users[i].obj.i);
+        EXPECT_TRUE(m.holders_are_exact());
+        return objs;
+    };
+    EXPECT_EQ(users(false).size(), 4u);
+    EXPECT_EQ(users(true), users(false));
 }
 
 } // namespace velmora

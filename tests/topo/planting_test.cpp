@@ -265,6 +265,23 @@ TEST_F(planting, new_numbers_change_nothing_else)
     });
 }
 
+// With corners beyond 1e30 around it, even a box that holds nothing touches the root.
+TEST_F(planting, a_triangle_without_numbers_is_not_lost)
+{
+    planted p({{-2e30f, 0, 0, 2e30f, 0, 0, 0, 2e30f, 0}});
+    p.make_root(8);
+    obj_list list = {};
+    ASSERT_TRUE(soup_to_list(p.soup, 0.0, &list));
+    rec(*begin(list)).box.min[0] = k_empty_box;
+    rec(*begin(list)).box.max[0] = -k_empty_box;
+    ASSERT_TRUE(tree_add(*begin(list), nullptr, &p.ctx));
+    list_free(&list);
+    renumber_mesh(renumber_all, &p.ctx);
+    std::uint32_t met = 0;
+    for_each_obj_once(&p.ctx, [&](obj_h, const cell_obj&) { return ++met != 0; });
+    EXPECT_EQ(met, 1u);
+}
+
 void renew_one_by_one(planted* p)
 {
     obj_list all = {};
