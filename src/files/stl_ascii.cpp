@@ -1,5 +1,7 @@
 #include "files/stl_ascii.h"
 
+#include "files/stl_ascii_chars.h"
+#include "files/stl_ascii_plain.h"
 #include "files/stl_bytes.h"
 #include "files/stl_number.h"
 
@@ -13,53 +15,13 @@ namespace velmora {
 
 namespace {
 
-constexpr int k_end_byte = 0xff;      ///< as a signed character the same as "no more input"
-constexpr unsigned char k_sub = 0x1a; ///< Ctrl-Z, dropped wherever it stands
+constexpr int k_end_byte = 0xff; ///< as a signed character the same as "no more input"
 constexpr std::uint32_t k_max_word = 95;
 constexpr std::int64_t k_max_exponent = 1000000000000000; ///< larger ones are all the same
-
-enum char_class : std::uint8_t {
-    is_blank = 1,
-    is_digit = 2,
-    is_letter = 4,
-    is_point = 8,
-    is_sign = 16,
-    starts_number = is_digit | is_point | is_sign,
-    in_word = is_letter | is_digit,
-};
-
-constexpr std::array<std::uint8_t, 256> make_classes()
-{
-    std::array<std::uint8_t, 256> classes{};
-    for (const char c : {'\0', '\t', '\n', '\r', ' '})
-        classes[static_cast<unsigned char>(c)] = is_blank;
-    for (unsigned char c = '0'; c <= '9'; ++c)
-        classes[c] = is_digit;
-    for (unsigned char c = 'a'; c <= 'z'; ++c)
-        classes[c] = is_letter;
-    for (unsigned char c = 'A'; c <= 'Z'; ++c)
-        classes[c] = is_letter;
-    classes['.'] = is_point;
-    classes['+'] = is_sign;
-    classes['-'] = is_sign;
-    return classes;
-}
-
-constexpr std::array<std::uint8_t, 256> k_classes = make_classes();
-
-bool has_class(int c, std::uint8_t wanted)
-{
-    return c >= 0 && (k_classes[static_cast<unsigned char>(c)] & wanted) != 0;
-}
 
 bool is_end(int c)
 {
     return c == -1 || c == k_end_byte;
-}
-
-bool is_exponent_letter(int c)
-{
-    return c == 'e' || c == 'E' || c == 'd' || c == 'D';
 }
 
 /// A word being read, in lower case. What does not fit is counted, so that it matches nothing.
@@ -213,132 +175,10 @@ static bool scan_number(stl_stream* s, int first, float* value)
     return true;
 }
 
-// Tokens from the buffer --------------------------------------------------------------------------
-//
-// Each of these takes a token whose delimiter lies in the buffer too, and otherwise leaves all as
-// it was. The delimiter is left where it is, which is the same as reading it and putting it back.
-
-static void take_until(stl_stream* s, const unsigned char* delimiter)
-{
-    const auto pos = static_cast<std::uint32_t>(delimiter - s->buffer);
-    s->consumed += pos - s->pos;
-    s->pos = pos;
-    set_line_end(s, *delimiter == '\n');
-}
-
-static bool take_word(stl_stream* s, const unsigned char* at, const unsigned char* end, int* kind)
-{
-    word_text word;
-    word.length = 0;
-    word.text[0] = '\0';
-    while (at < end && has_class(*at, in_word))
-        add_to_word(&word, *at++);
-    if (at == end || *at == k_sub || word_is(word, "end")) return false;
-    take_until(s, at);
-    *kind = keyword_kind(word);
-    return true;
-}
-
-static const unsigned char* add_digits(const unsigned char* at, const unsigned char* end,
-                                       std::uint64_t* mantissa)
-{
-    for (; at < end && has_class(*at, is_digit); ++at)
-        *mantissa = *mantissa * 10 + static_cast<std::uint64_t>(*at - '0');
-    return at;
-}
-
-// `at` stands on the letter. Null when the exponent is not of the plain kind.
-static const unsigned char* take_exponent(const unsigned char* at, const unsigned char* end,
-                                          std::int64_t* exponent)
-{
-    constexpr std::ptrdiff_t k_plain_digits = 4;
-    if (end - at < 3 || !has_class(at[1], is_sign)) return nullptr;
-    const unsigned char* const digits = at + 2;
-    std::uint64_t value = 0;
-    const unsigned char* const behind = add_digits(digits, end, &value);
-    if (behind == digits || behind - digits > k_plain_digits) return nullptr;
-    *exponent +=
-        at[1] == '-' ? -static_cast<std::int64_t>(value) : static_cast<std::int64_t>(value);
-    return behind;
-}
-
-static bool take_number(stl_stream* s, const unsigned char* at, const unsigned char* end,
-                        float* value)
-{
-    constexpr std::ptrdiff_t k_digits_that_fit = 19;
-    const unsigned char first = *at;
-    if (has_class(first, is_sign)) ++at;
-    const unsigned char* const whole = at;
-    std::uint64_t mantissa = 0;
-    at = add_digits(at, end, &mantissa);
-    std::ptrdiff_t digits = at - whole;
-    std::int64_t exponent = 0;
-    if (at < end && *at == '.') {
-        const unsigned char* const fraction = at + 1;
-        at = add_digits(fraction, end, &mantissa);
-        exponent = fraction - at;
-        digits += at - fraction;
-        if (at < end && is_exponent_letter(*at)) at = take_exponent(at, end, &exponent);
-        if (!at || (at < end && *at == '.' && first == '.')) return false;
-    }
-    if (at == end || *at == k_sub || digits == 0 || digits > k_digits_that_fit) return false;
-    double magnitude = 0.0;
-    if (!decimal_short_cut(mantissa, exponent, &magnitude)) return false;
-    take_until(s, at);
-    *value = static_cast<float>(first == '-' ? -magnitude : magnitude);
-    return true;
-}
-
-// A blank that was put back is the first of those to be skipped. False when the buffer is not
-// plain.
-static bool drop_unread_blank(stl_stream* s)
-{
-    if (s->unget_count == 0) return stl_is_plain(s);
-    if (s->unget_count > 1 || s->unget_buf[0] != ' ') return false;
-    if (s->error != stl_err_none || s->progress_hook) return false;
-    s->unget_count = 0;
-    return true;
-}
-
-static const unsigned char* skip_blanks(const stl_stream* s)
-{
-    const unsigned char* at = s->buffer + s->pos;
-    const unsigned char* const end = s->buffer + s->fill;
-    while (at < end && has_class(*at, is_blank))
-        ++at;
-    return at;
-}
-
-// Most words are the keyword that is due, in small letters.
-static bool take_keyword(stl_stream* s, int kind)
-{
-    if (!drop_unread_blank(s)) return false;
-    const unsigned char* const at = skip_blanks(s);
-    const std::size_t length = std::strlen(k_keywords[kind]);
-    const auto left = static_cast<std::size_t>(s->buffer + s->fill - at);
-    if (left <= length || std::memcmp(at, k_keywords[kind], length) != 0) return false;
-    if (has_class(at[length], in_word) || at[length] == k_sub) return false;
-    take_until(s, at + length);
-    return true;
-}
-
-static bool take_token(stl_stream* s, stl_token* token)
-{
-    if (!drop_unread_blank(s)) return false;
-    const unsigned char* const at = skip_blanks(s);
-    const unsigned char* const end = s->buffer + s->fill;
-    if (at == end) return false;
-    if (has_class(*at, is_letter)) return take_word(s, at, end, &token->kind);
-    if (!has_class(*at, starts_number)) return false;
-    token->kind = stl_tok_number;
-    return take_number(s, at, end, &token->number);
-}
-
 // Tokens ------------------------------------------------------------------------------------------
 
 bool stl_next_token(stl_stream* s, stl_token* token)
 {
-    if (take_token(s, token)) return true;
     const int c = next_nonblank(s);
     if (has_class(c, starts_number)) {
         token->kind = stl_tok_number;
@@ -370,25 +210,80 @@ static bool expect(stl_stream* s, int kind, stl_token* token)
     return false;
 }
 
-static bool expect_word(stl_stream* s, int kind)
+static bool expect_word(stl_stream* s, stl_token_kind kind)
 {
     stl_token token;
-    return take_keyword(s, kind) || expect(s, kind, &token);
+    return expect(s, kind, &token);
 }
 
-static bool expect_vec(stl_stream* s, float* vec)
+static bool expect_number(stl_stream* s, float* value)
 {
-    for (int i = 0; i < 3; ++i) {
-        stl_token token;
-        if (!expect(s, stl_tok_number, &token)) return false;
-        vec[i] = token.number;
-    }
+    stl_token token;
+    if (!expect(s, stl_tok_number, &token)) return false;
+    *value = token.number;
     return true;
 }
 
-static bool expect_vertex(stl_stream* s, float* corner)
+// From the buffer ---------------------------------------------------------------------------------
+//
+// Each of these takes what is due when it is all there in its usual spelling, and otherwise leaves
+// all as it was. What ends the last word or number is left where it is, which is the same as
+// reading it and putting it back.
+
+static void take_until(stl_stream* s, const unsigned char* delimiter)
 {
-    return expect_word(s, stl_tok_vertex) && expect_vec(s, corner);
+    const auto pos = static_cast<std::uint32_t>(delimiter - s->buffer);
+    s->consumed += pos - s->pos;
+    s->pos = pos;
+    set_line_end(s, *delimiter == '\n');
+}
+
+// A blank that was put back is the first of those to be skipped. False when the buffer is not
+// plain.
+static bool drop_unread_blank(stl_stream* s)
+{
+    if (s->unget_count == 0) return stl_is_plain(s);
+    if (s->unget_count > 1 || s->unget_buf[0] != ' ') return false;
+    if (s->error != stl_err_none || s->progress_hook) return false;
+    s->unget_count = 0;
+    return true;
+}
+
+// When the buffer only ends too early, more is fetched behind what is left of it, and the line is
+// looked at anew.
+static bool take_line(stl_stream* s, const stl_plain_line& line, float* vec)
+{
+    if (!s->buffer || !drop_unread_blank(s)) return false;
+    do {
+        stl_plain_text text = {s->buffer + s->pos, s->buffer + s->fill};
+        if (plain_line(&text, line, vec)) {
+            take_until(s, text.at);
+            return true;
+        }
+        if (text.at != text.end) return false;
+    } while (stl_refill_behind(s));
+    return false;
+}
+
+// Facets ------------------------------------------------------------------------------------------
+
+constexpr stl_plain_line k_normal_line = {2, {stl_tok_facet, stl_tok_normal}, 3};
+constexpr stl_plain_line k_first_corner = {3, {stl_tok_outer, stl_tok_loop, stl_tok_vertex}, 3};
+constexpr stl_plain_line k_next_corner = {1, {stl_tok_vertex}, 3};
+constexpr stl_plain_line k_facet_end = {2, {stl_tok_endloop, stl_tok_endfacet}, 0};
+constexpr stl_plain_line k_number = {0, {}, 1};
+
+// A line that is odd is so in one place: what is as usual is still taken from the buffer.
+static bool read_line(stl_stream* s, const stl_plain_line& line, float* vec)
+{
+    if (take_line(s, line, vec)) return true;
+    for (int i = 0; i < line.words; ++i) {
+        const stl_plain_line word = {1, {line.keywords[i]}, 0};
+        if (!take_line(s, word, nullptr) && !expect_word(s, line.keywords[i])) return false;
+    }
+    for (int i = 0; i < line.numbers; ++i)
+        if (!take_line(s, k_number, &vec[i]) && !expect_number(s, &vec[i])) return false;
+    return true;
 }
 
 bool stl_read_solid_line(stl_stream* s, char* id)
@@ -401,11 +296,9 @@ bool stl_read_solid_line(stl_stream* s, char* id)
 
 bool stl_read_facet(stl_stream* s, stl_tri* tri)
 {
-    return expect_word(s, stl_tok_facet) && expect_word(s, stl_tok_normal) &&
-           expect_vec(s, tri->normal) && expect_word(s, stl_tok_outer) &&
-           expect_word(s, stl_tok_loop) && expect_vertex(s, tri->corner1) &&
-           expect_vertex(s, tri->corner2) && expect_vertex(s, tri->corner3) &&
-           expect_word(s, stl_tok_endloop) && expect_word(s, stl_tok_endfacet);
+    return read_line(s, k_normal_line, tri->normal) && read_line(s, k_first_corner, tri->corner1) &&
+           read_line(s, k_next_corner, tri->corner2) && read_line(s, k_next_corner, tri->corner3) &&
+           read_line(s, k_facet_end, nullptr);
 }
 
 } // namespace velmora

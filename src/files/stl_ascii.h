@@ -3,7 +3,8 @@
 //
 // Line breaks and indentation mean nothing inside a facet; a keyword may be written in any case,
 // and those that begin with "end" may be written apart. Text is read byte by byte with one byte of
-// push-back; a token that lies whole in the buffer is taken from there, with the same outcome.
+// push-back; a line of a facet in its usual spelling is taken from the buffer whole, with the same
+// outcome.
 #pragma once
 
 #include "files/stl_stream.h"

@@ -1,5 +1,6 @@
 #include "files/stl_bytes.h"
 
+#include "files/stl_ascii_plain.h"
 #include "mesh/memory.h"
 
 #include <algorithm>
@@ -12,6 +13,8 @@
 namespace velmora {
 
 constexpr std::uint32_t k_block_size = 512; ///< bytes per read or write call
+constexpr std::uint32_t k_carry_size = 256; ///< room in front of a block for the end of the last
+constexpr unsigned char k_end_mark = 0x1a;  ///< stands behind the last byte, see stl_plain_text
 
 // 0 for what has no size: a pipe, a terminal, the standard input even when it is a file.
 static std::uint32_t size_of_file(std::FILE* handle)
@@ -36,8 +39,9 @@ static bool set_up_buffer(stl_stream* s)
     if (s->progress_step == 0) s->progress_step = s->file_size / 100;
     const bool small = s->file_size != 0 && s->file_size < k_block_size;
     const std::uint32_t size = small ? s->file_size : k_block_size;
-    s->buffer = static_cast<unsigned char*>(mm_malloc(size));
-    if (!s->buffer) return false;
+    s->memory = static_cast<unsigned char*>(mm_malloc(k_carry_size + size + k_plain_slack));
+    if (!s->memory) return false;
+    s->buffer = s->memory + k_carry_size;
     s->buffer_size = size;
     return true;
 }
@@ -67,6 +71,16 @@ static std::uint32_t read_block(stl_stream* s)
     return got;
 }
 
+static void get_block(stl_stream* s)
+{
+    if (s->io_hook)
+        s->fill = std::min(s->io_hook(s), s->buffer_size);
+    else if (s->handle)
+        s->fill = read_block(s);
+    else
+        note_read_failure(s, EBADF);
+}
+
 bool stl_refill(stl_stream* s)
 {
     s->pos = 0;
@@ -75,13 +89,25 @@ bool stl_refill(stl_stream* s)
         note_read_failure(s, ENOMEM);
         return false;
     }
-    if (s->io_hook)
-        s->fill = std::min(s->io_hook(s), s->buffer_size);
-    else if (s->handle)
-        s->fill = read_block(s);
-    else
-        note_read_failure(s, EBADF);
+    s->buffer = s->memory + k_carry_size;
+    const bool known_empty = (s->state & stl_state_no_more) != 0;
+    s->state &= ~static_cast<std::uint32_t>(stl_state_no_more);
+    if (!known_empty) get_block(s);
+    s->buffer[s->fill] = k_end_mark;
     return s->fill > 0;
+}
+
+bool stl_refill_behind(stl_stream* s)
+{
+    const std::uint32_t left = s->fill - s->pos;
+    if (left > k_carry_size || (s->state & stl_state_no_more)) return false;
+    unsigned char* const carried = s->memory + k_carry_size - left;
+    std::memmove(carried, s->buffer + s->pos, left);
+    const bool more = stl_refill(s);
+    s->buffer = carried;
+    s->fill += left;
+    if (!more) s->state |= stl_state_no_more;
+    return more;
 }
 
 bool stl_report_progress(stl_stream* s)

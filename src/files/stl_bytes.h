@@ -16,6 +16,11 @@ namespace velmora {
 /// Reads the next block; false when there is none. Only when all bytes of the last one are taken.
 [[nodiscard]] bool stl_refill(stl_stream* s);
 
+/// Reads the next block behind the bytes that are left of the last one. False, and all as it was,
+/// when too many are left or there is no block; it is then not asked for again by the next refill,
+/// which finds none either. For who has looked at all that is left and needs the byte behind it.
+[[nodiscard]] bool stl_refill_behind(stl_stream* s);
+
 /// Makes the progress call if one is due; false when the hook says stop.
 [[nodiscard]] bool stl_report_progress(stl_stream* s);
 

@@ -9,10 +9,8 @@
 
 namespace velmora {
 
-constexpr std::int64_t k_exact_power = 22;             ///< 10^22 is a double, 10^23 is not
-constexpr std::uint64_t k_exact_mantissa = 1ull << 53; ///< integers up to here are doubles
-constexpr std::int32_t k_short_digits = 19;            ///< any such number fits 64 bits
-constexpr std::int64_t k_exponent_limit = 100000;      ///< far outside what a double can be
+constexpr std::int32_t k_short_digits = 19;       ///< any such number fits 64 bits
+constexpr std::int64_t k_exponent_limit = 100000; ///< far outside what a double can be
 
 void decimal_clear(stl_decimal* d)
 {
@@ -39,20 +37,6 @@ void decimal_add_digit(stl_decimal* d, char c)
     // in front of the point that is not kept leaves the last digit worth ten times more.
     if (d->in_fraction && (kept || leading_zero)) --d->exponent;
     if (!d->in_fraction && !kept && !leading_zero) ++d->exponent;
-}
-
-bool decimal_short_cut(std::uint64_t mantissa, std::int64_t exponent, double* value)
-{
-    static const double powers[k_exact_power + 1] = {
-        1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-        1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22,
-    };
-    const bool exact =
-        mantissa <= k_exact_mantissa && exponent >= -k_exact_power && exponent <= k_exact_power;
-    if (!exact) return false;
-    const auto whole = static_cast<double>(mantissa);
-    *value = exponent < 0 ? whole / powers[-exponent] : whole * powers[exponent];
-    return true;
 }
 
 // An integer and an exponent: no point, so the locale has no say. A lost digit is at the far end of

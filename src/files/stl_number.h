@@ -33,8 +33,23 @@ void decimal_add_digit(stl_decimal* d, char c);
 /// there was no digit. `exponent` may be anything between -1e16 and 1e16.
 double decimal_value(const stl_decimal* d, std::int64_t exponent);
 
+inline constexpr std::int64_t k_exact_power = 22;             ///< 10^22 is a double, 10^23 is not
+inline constexpr std::uint64_t k_exact_mantissa = 1ull << 53; ///< integers up to here are doubles
+inline constexpr double k_powers_of_ten[k_exact_power + 1] = {
+    1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22,
+};
+
 /// mantissa x 10^exponent by a single exact operation; false when it takes more than that.
-[[nodiscard]] bool decimal_short_cut(std::uint64_t mantissa, std::int64_t exponent, double* value);
+[[nodiscard]] inline bool decimal_short_cut(std::uint64_t mantissa, std::int64_t exponent,
+                                            double* value)
+{
+    if (mantissa > k_exact_mantissa || exponent < -k_exact_power || exponent > k_exact_power)
+        return false;
+    const auto whole = static_cast<double>(static_cast<std::int64_t>(mantissa));
+    *value = exponent < 0 ? whole / k_powers_of_ten[-exponent] : whole * k_powers_of_ten[exponent];
+    return true;
+}
 
 constexpr int k_fixed_size = 48; ///< room for "%f" of any float, zero byte included
 

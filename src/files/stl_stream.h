@@ -58,6 +58,7 @@ enum stl_state_bit : std::uint32_t {
     stl_state_failed = 2,   ///< a read failed; sys_errno has the reason
     stl_state_one_read = 4, ///< one successful read call is a refill; set at creation
     stl_state_spare = 8,    ///< cleared when the buffer is set up
+    stl_state_no_more = 16, ///< the next block was asked for ahead of its turn, and there is none
 };
 
 /// stl_stream::flags.
@@ -114,7 +115,8 @@ struct stl_stream {
     std::uint32_t access;            ///< stl_direction
     std::uint32_t file_size;         ///< bytes; 0 unknown, as for the standard input
     std::uint32_t consumed;          ///< bytes taken from the buffer so far
-    unsigned char* buffer;           ///< owned; null until the first byte
+    unsigned char* memory;           ///< owned; null until the first byte
+    unsigned char* buffer;           ///< bytes at hand, in `memory`; null until the first byte
     unsigned char* unget_buf;        ///< push-back store, last in first out
     std::uint32_t buffer_size;       ///< bytes at `buffer`
     std::uint32_t unget_capacity;    ///< k_stl_unget_size

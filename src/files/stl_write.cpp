@@ -150,7 +150,7 @@ int stl_close(stl_stream* stream)
         if (!(ascii ? finish_ascii : finish_binary)(stream)) return 0;
     }
     const int had_id = stream->id != nullptr;
-    heap_free(stream->buffer);
+    heap_free(stream->memory);
     heap_free(stream->id);
     heap_free(stream);
     return had_id;
