@@ -70,41 +70,59 @@ double decimal_value(const stl_decimal* d, std::int64_t exponent)
     return d->negative && d->any_digit ? -value : value;
 }
 
-static char* put_digits(char* out, std::uint64_t value)
+/// The two digits of each number below a hundred.
+struct digit_pairs {
+    char text[200];
+};
+
+static constexpr digit_pairs make_pairs()
 {
-    char reversed[20];
-    int count = 0;
-    do {
-        reversed[count++] = static_cast<char>('0' + value % 10);
-        value /= 10;
-    } while (value != 0);
-    while (count > 0)
-        *out++ = reversed[--count];
-    return out;
+    digit_pairs pairs{};
+    for (int i = 0; i < 100; ++i) {
+        pairs.text[2 * i] = static_cast<char>('0' + i / 10);
+        pairs.text[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+    return pairs;
+}
+
+static constexpr digit_pairs k_pairs = make_pairs();
+
+static char* put_pair(char* out, std::uint32_t value)
+{
+    std::memcpy(out, k_pairs.text + std::size_t{2} * value, 2);
+    return out + 2;
 }
 
 static char* put_six_digits(char* out, std::uint32_t value)
 {
-    for (int i = 5; i >= 0; --i) {
-        out[i] = static_cast<char>('0' + value % 10);
-        value /= 10;
-    }
-    return out + 6;
+    out = put_pair(out, value / 10000);
+    out = put_pair(out, value / 100 % 100);
+    return put_pair(out, value % 100);
 }
 
-// mantissa x 2^exponent in millionths, halves to even. The mantissa has 24 bits and a million 20,
-// so the product is exact and is below half of one for every shift beyond 44.
+// Few coordinates have more than three digits in front of the point.
+static char* put_whole(char* out, std::uint64_t value)
+{
+    if (value >= 100) {
+        out = put_whole(out, value / 100);
+        return put_pair(out, static_cast<std::uint32_t>(value % 100));
+    }
+    if (value >= 10) return put_pair(out, static_cast<std::uint32_t>(value));
+    *out = static_cast<char>('0' + value);
+    return out + 1;
+}
+
+// mantissa x 2^exponent in millionths, halves to even: what is added carries into the whole ones
+// when the rest is above half, or is half and the whole is odd. The mantissa has 24 bits and a
+// million 20, so the product is exact and is below half of one for every shift beyond 44.
 static std::uint64_t in_millionths(std::uint32_t mantissa, int exponent)
 {
     const std::uint64_t product = std::uint64_t{mantissa} * 1000000u;
     if (exponent >= 0) return product << exponent;
     const int shift = -exponent;
-    if (shift > 63) return 0;
-    const std::uint64_t whole = product >> shift;
-    const std::uint64_t rest = product & ((1ull << shift) - 1);
+    if (shift > 62) return 0;
     const std::uint64_t half = 1ull << (shift - 1);
-    const bool up = rest > half || (rest == half && (whole & 1) != 0);
-    return whole + (up ? 1 : 0);
+    return (product + half - 1 + (product >> shift & 1)) >> shift;
 }
 
 char* put_fixed(char* out, float value)
@@ -120,8 +138,9 @@ char* put_fixed(char* out, float value)
 
     const std::uint32_t mantissa = field == 0 ? fraction : fraction | 0x800000u;
     const std::uint64_t millionths = in_millionths(mantissa, exponent);
-    if (bits >> 31) *out++ = '-';
-    out = put_digits(out, millionths / 1000000u);
+    *out = '-'; // overwritten unless it is wanted: half of all numbers have it, at random
+    out += bits >> 31;
+    out = put_whole(out, millionths / 1000000u);
     *out++ = '.';
     return put_six_digits(out, static_cast<std::uint32_t>(millionths % 1000000u));
 }
