@@ -35,7 +35,7 @@ struct cell_node {
     node_h low;                ///< child below the cut, or none
     node_h high;               ///< child above the cut, or none
     obj_list list;             ///< the objects of a leaf; empty in an inner node
-    std::uint32_t search_done; ///< the seed search's: no further seed below
+    std::uint32_t search_done; ///< marks of the orientation
     std::uint32_t serial;      ///< unlike that of any other node of the run, and lost when freed
 };
 

@@ -6,7 +6,7 @@
 #include "repair/abort_test.h"
 #include "repair/edge_groups.h"
 #include "repair/edge_sort.h"
-#include "repair/ray.h"
+#include "repair/seed_ray.h"
 #include "repair/tr_queue.h"
 #include "repair/winding.h"
 
@@ -27,6 +27,7 @@ struct seed {
 struct orientation {
     tr_queue spread;
     tr_queue branch;
+    ray_caster rays;
     seed thin; // the last sliver that the search has met, for when nothing better is left
     topo_ctx* topo;
     mesh_ctx* ctx;
@@ -106,7 +107,7 @@ seed find_seed_in_leaf(node_h leaf, orientation* job)
         if (!is_sliver(tr)) return {leaf, o};
         job->thin = {leaf, o};
     }
-    rec(leaf).search_done = 1;
+    rec(leaf).search_done |= node_searched;
     return {};
 }
 
@@ -114,11 +115,11 @@ seed find_seed_in_leaf(node_h leaf, orientation* job)
 seed find_seed(node_h n, orientation* job)
 {
     cell_node& node = rec(n);
-    if (node.search_done) return {};
+    if (node.search_done & node_searched) return {};
     if (is_leaf(node)) return find_seed_in_leaf(n, job);
     seed found = find_seed(node.low, job);
     if (!found.obj) found = find_seed(node.high, job);
-    if (!found.obj) node.search_done = 1;
+    if (!found.obj) node.search_done |= node_searched;
     return found;
 }
 
@@ -161,16 +162,16 @@ enum facing {
 
 // Along the normal, or against it when that way is not clean. Outside lies where the number of
 // crossings is even.
-facing ask_rays(const seed& s, mesh_ctx* ctx)
+facing ask_rays(const seed& s, ray_caster* rays)
 {
     const tr_rec& tr = rec(rec(s.obj).tr);
     float center[3];
     float dir[3];
     if ((tr.flags & tr_no_nrm) || !aim_ray(tr, center, dir)) return facing_unknown;
-    const ray_answer ahead = cast_seed_ray(ctx->root, s.leaf, s.obj, center, dir);
+    const ray_answer ahead = cast_seed_ray(s.leaf, s.obj, center, dir, rays);
     if (ahead.clean) return ahead.odd ? facing_in : facing_out;
     vec_scale(dir, -1.0f, dir);
-    const ray_answer behind = cast_seed_ray(ctx->root, s.leaf, s.obj, center, dir);
+    const ray_answer behind = cast_seed_ray(s.leaf, s.obj, center, dir, rays);
     if (behind.clean) return behind.odd ? facing_out : facing_in;
     return facing_unknown;
 }
@@ -191,7 +192,7 @@ stage_result spread_from_seed(tr_h t, std::int32_t* err, orientation* job)
 
 stage_result orient_piece(const seed& s, std::int32_t* err, orientation* job)
 {
-    const facing found = ask_rays(s, job->ctx);
+    const facing found = ask_rays(s, &job->rays);
     if (found == facing_unknown) return stage_ok;
     ++job->components;
     const tr_h t = rec(s.obj).tr;
@@ -262,12 +263,13 @@ stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
     const bool marked = mark_all_branch_edges(topo->sides, ctx);
     edge_groups_free(topo->sides);
     if (!marked) return stage_failed;
-    orientation job = {{}, {}, {}, topo, ctx, 0, 0};
+    orientation job = {{}, {}, ray_caster_open(*ctx), {}, topo, ctx, 0, 0};
     topo->inconsistent = 0;
     topo->components = 0;
     reset_search_done(ctx->root);
     ++ctx->visit_stamp;
     const stage_result result = orient_all(err, &job);
+    ray_caster_close(&job.rays);
     tr_queue_free(&job.spread);
     tr_queue_free(&job.branch);
     if (result == stage_failed) return stage_failed;

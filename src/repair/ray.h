@@ -1,14 +1,7 @@
-// repair/ray.h - rays through the tree: how often the surface lies between a point and the outside.
-//
-// A ray visits only the leaves on its way. It is clean when each of its crossings is: one that
-// grazes an edge or a corner, or meets a triangle whose edge has too many users, tells nothing.
-// Rays give triangles without a normal one to work with; they leave them unreached all the same.
+// repair/ray.h - how a ray crosses one triangle, and where it leaves a box.
 #pragma once
 
-#include "mesh/cell_tree.h"
 #include "mesh/records.h"
-
-#include <cstdint>
 
 namespace velmora {
 
@@ -32,22 +25,26 @@ enum crossing : int {
     crossing_on_boundary, ///< on an edge or a corner, or too close to tell
 };
 
-/// How the segment between two points, in either order, crosses `tr`. Looks at the triangle along
-/// the main axis of its stored normal, which may be zero.
-crossing segment_triangle_class(const tr_rec& tr, const float* from, const float* to);
+/// The segment between two points, in the order in which its crossings are computed.
+struct cross_segment {
+    float first[3];
+    float last[3];
+    /// The points that can be found between the ends: they come from the first by a share of the
+    /// difference, in steps that all round upwards or downwards together, so that none gets beyond
+    /// what the whole difference leads to.
+    float low[3];
+    float high[3];
+};
+
+/// The same for both orders of the ends.
+cross_segment segment_between(const float* from, const float* to);
+
+/// How the segment crosses `tr`. Looks at the triangle along the main axis of its stored normal,
+/// which may be zero.
+crossing segment_triangle_class(const tr_rec& tr, const cross_segment& seg);
 
 /// Moves `pt` along `dir` onto the face of `box` through which it leaves; never backwards. Moves
 /// it very far when no face says how far.
 void ray_to_box_exit(const aabb& box, const float* dir, float* pt);
-
-struct ray_answer {
-    bool clean; ///< the parity can be trusted
-    bool odd;   ///< an odd number of triangles was crossed
-};
-
-/// Walks from `center`, on the triangle of `seed`, along `dir` to the end of the model.
-/// @param leaf  a leaf that lists the seed
-ray_answer cast_seed_ray(node_h root, node_h leaf, obj_h seed, const float* center,
-                         const float* dir);
 
 } // namespace velmora

@@ -2,7 +2,6 @@
 #include "repair/ray.h"
 
 #include <gtest/gtest.h>
-#include <limits>
 
 namespace velmora {
 namespace {
@@ -90,11 +89,11 @@ TEST(segment_against_triangle, is_classed_alike_from_both_ends)
     m.at("bda").nrm[1] = -1.0f; // corners (x, z) = (4, 0) (0, 4) (0, 0)
     for (const segment_case& c : segment_cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_EQ(segment_triangle_class(m.at("abc"), c.from, c.to), c.met);
-        EXPECT_EQ(segment_triangle_class(m.at("abc"), c.to, c.from), c.met);
+        EXPECT_EQ(segment_triangle_class(m.at("abc"), segment_between(c.from, c.to)), c.met);
+        EXPECT_EQ(segment_triangle_class(m.at("abc"), segment_between(c.to, c.from)), c.met);
         const float from[3] = {c.from[0], c.from[2], c.from[1]};
         const float to[3] = {c.to[0], c.to[2], c.to[1]};
-        EXPECT_EQ(segment_triangle_class(m.at("bda"), from, to), c.met);
+        EXPECT_EQ(segment_triangle_class(m.at("bda"), segment_between(from, to)), c.met);
     }
 }
 
@@ -113,105 +112,6 @@ TEST(ray_to_box_exit, stops_at_the_first_face_and_never_goes_back)
     pt[2] = -3.0f;
     ray_to_box_exit(box, down, pt);
     EXPECT_EQ(pt[2], -3.0f);
-}
-
-// Sheets above each other, fine enough for many leaves.
-struct stack {
-    solid s;
-    mesh_fixture m;
-
-    explicit stack(int sheets, float shift = 0.0f) : s(make(sheets, shift)), m(s.points, s.trs)
-    {
-    }
-
-    static solid make(int sheets, float shift)
-    {
-        solid s;
-        for (int i = 0; i < sheets; ++i)
-            add_sheet(&s, 8, 4.0f * static_cast<float>(i));
-        for (mesh_fixture::point& p : s.points)
-            for (float& x : p)
-                x += shift;
-        return s;
-    }
-
-    // A triangle in the middle of a sheet.
-    tr_h middle(int sheet) const
-    {
-        return m.trs[static_cast<std::size_t>(sheet * 128 + 70)];
-    }
-
-    ray_answer cast(tr_h from, float dx, float dy, float dz)
-    {
-        const tr_rec& tr = rec(from);
-        float center[3];
-        for (int i = 0; i < 3; ++i)
-            center[i] = (corner_pos(tr, 0)[i] + corner_pos(tr, 1)[i] + corner_pos(tr, 2)[i]) / 3.0f;
-        const float dir[3] = {dx, dy, dz};
-        return cast_seed_ray(m.ctx.root, cell_find_leaf(m.ctx.root, center), rec(from).cell, center,
-                             dir);
-    }
-};
-
-TEST(seed_ray, counts_each_sheet_once_through_many_leaves)
-{
-    stack st(7);
-    ASSERT_FALSE(is_leaf(rec(st.m.ctx.root)));
-    for (int sheet = 0; sheet < 7; ++sheet) {
-        const ray_answer up = st.cast(st.middle(sheet), 0, 0, 1);
-        const ray_answer down = st.cast(st.middle(sheet), 0, 0, -1);
-        EXPECT_TRUE(up.clean && down.clean);
-        EXPECT_EQ(up.odd, (6 - sheet) % 2 == 1);
-        EXPECT_EQ(down.odd, sheet % 2 == 1);
-    }
-    const ray_answer slant = st.cast(st.middle(3), 0.36f, 0.48f, 0.8f);
-    EXPECT_TRUE(slant.clean);
-    EXPECT_TRUE(slant.odd); // out at the side, after one sheet of three
-}
-
-TEST(seed_ray, is_not_clean_through_an_edge_or_an_edge_error)
-{
-    stack st(3);
-    tr_rec& next = rec(st.middle(1));
-    next.flags |= tr_edge_err;
-    const ray_answer marked = st.cast(st.middle(0), 0, 0, 1);
-    EXPECT_FALSE(marked.clean);
-    EXPECT_FALSE(marked.odd);
-    next.flags = tr_no_nrm; // degenerate: as if it were not there
-    const ray_answer gap = st.cast(st.middle(0), 0, 0, 1);
-    EXPECT_TRUE(gap.clean);
-    EXPECT_TRUE(gap.odd);
-    next.flags = 0;
-    const float on_edge[3] = {4.5f, 4.5f, 0.0f};
-    const ray_answer edge =
-        cast_seed_ray(st.m.ctx.root, cell_find_leaf(st.m.ctx.root, on_edge), rec(st.middle(0)).cell,
-                      on_edge, std::array<float, 3>{0, 0, 1}.data());
-    EXPECT_FALSE(edge.clean);
-}
-
-TEST(seed_ray, finds_its_way_where_single_steps_are_lost_in_rounding)
-{
-    stack st(6, 1048576.0f); // neighbouring floats lie 0.125 apart
-    for (int sheet = 0; sheet < 6; ++sheet) {
-        const ray_answer up = st.cast(st.middle(sheet), 0, 0, 1);
-        EXPECT_TRUE(up.clean);
-        EXPECT_EQ(up.odd, (5 - sheet) % 2 == 1);
-    }
-}
-
-TEST(seed_ray, ends_in_a_model_without_bounds)
-{
-    const float inf = std::numeric_limits<float>::infinity();
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    stack endless(2);
-    rec(rec(endless.m.trs[0]).vtx[0]).pos[2] = -inf;
-    rec(rec(endless.m.trs[200]).vtx[0]).pos[2] = inf;
-    endless.m.fill_tree();
-    EXPECT_FALSE(endless.cast(endless.middle(0), 0, 0, 1).clean);
-    EXPECT_FALSE(endless.cast(endless.middle(0), nan, nan, nan).clean);
-    endless.cast(endless.middle(0), 1, 0, 0);
-    endless.cast(endless.middle(0), 0.6f, 0, 0.8f);
-    endless.cast(endless.m.trs[0], 0, 0, 1);
 }
 
 } // namespace

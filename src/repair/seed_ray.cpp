@@ -1,0 +1,334 @@
+#include "repair/seed_ray.h"
+
+#include "mesh/box.h"
+#include "mesh/measure.h"
+#include "mesh/memory.h"
+#include "mesh/vec.h"
+#include "repair/ray.h"
+
+#include <cmath>
+#include <limits>
+
+namespace velmora {
+
+// A leaf on a ray's way, and the rest of the way from there.
+struct ray_stop {
+    node_h leaf;
+    aabb box; // of the leaf
+    float at[3];
+    cross_segment rest;
+};
+
+namespace {
+
+constexpr double k_end_margin = 1000.0; ///< steps past the model's box, in units of merge_tol
+constexpr double k_step_growth = 10.0;  ///< of a step too short to change a coordinate
+constexpr int k_most_steps = 4096;      ///< on the way out of one leaf
+
+// An index takes about as long as looking at each triangle some times.
+constexpr std::uint64_t k_looks_for_index = 6;
+
+// A ray and what it met so far.
+struct seed_ray {
+    obj_h seed;         // the object that it starts on, never counted
+    float at[3];        // where the walk stands
+    float end[3];       // outside the model
+    float dir[3];       // unit vector, some components zeroed
+    double step;        // how far to push on out of a leaf; grows
+    std::uint32_t hits; // triangles crossed
+    bool clean;         // all of them cleanly
+};
+
+std::uint32_t ray_counter = 0; // tr_rec::walk_mark of the triangles that the last ray met
+
+// Moves `end` from the face of `box` to the first of the points k = 1, 2, 3 ... steps along `dir`
+// that is outside. Once inside, a coordinate grows with k and leaves the box once and for all, so
+// the first k is found by doubling and then halving; k is a whole number held as a double. False
+// when no k gets outside: the box has no end, or there is no step.
+bool move_past_box(const aabb& box, const float* dir, float* end)
+{
+    const double unit = k_end_margin * static_cast<double>(merge_tol);
+    const auto at_step = [&](double k, float* pt) {
+        vec_copy(end, pt);
+        vec_along(pt, dir, unit * k);
+    };
+    const auto is_outside = [&](double k) {
+        float pt[3];
+        at_step(k, pt);
+        return !pt_in_box(box, pt);
+    };
+    double high = 1.0;
+    for (; !is_outside(high); high *= 2.0)
+        if (high > std::numeric_limits<double>::max() / 2.0) return false;
+    double low = high / 2.0;
+    while (high - low > 1.0) {
+        const double mid = low + std::floor((high - low) / 2.0);
+        if (!(mid > low && mid < high)) break;
+        (is_outside(mid) ? high : low) = mid;
+    }
+    float past[3];
+    at_step(high, past);
+    vec_copy(past, end);
+    return true;
+}
+
+// Lifts the ray off its seed and finds its end; false when the model's box has no room for it.
+bool set_out(const aabb& model, seed_ray* ray)
+{
+    const double tol = static_cast<double>(merge_tol);
+    vec_copy(ray->at, ray->end);
+    vec_along(ray->end, ray->dir, tol);
+    if (!pt_in_box(model, ray->end)) return false;
+    ray_to_box_exit(model, ray->dir, ray->end);
+    if (!move_past_box(model, ray->dir, ray->end)) return false;
+    vec_along(ray->at, ray->dir, tol);
+    return true;
+}
+
+// Moves the ray out of the box of a leaf, in steps that grow while rounding swallows them; false
+// when it does not get out. From the face it takes a step or two and one for each growth; only in
+// boxes longer than the longest exit are there endless rows of steps that rounding lets live.
+bool leave_leaf(const aabb& box, seed_ray* ray)
+{
+    ray_to_box_exit(box, ray->dir, ray->at);
+    for (int steps = 0; steps < k_most_steps; ++steps) {
+        float before[3];
+        vec_copy(ray->at, before);
+        vec_along(ray->at, ray->dir, ray->step);
+        if (!pt_in_box(box, ray->at)) return true;
+        if (vec_has_nan(ray->at)) return false;
+        const float* at = ray->at;
+        if (at[0] != before[0] && at[1] != before[1] && at[2] != before[2]) continue;
+        const double grown = ray->step * k_step_growth;
+        if (grown == ray->step) return false; // 0 or infinite
+        ray->step = grown;
+    }
+    return false;
+}
+
+bool wants_nrm(const tr_rec& tr)
+{
+    return !(tr.flags & (tr_no_nrm | tr_nrm_done)) && !tr.ray_nrm;
+}
+
+void give_nrm(tr_rec* tr)
+{
+    tr_recompute_nrm(tr, true, nullptr);
+    tr->flags &= ~static_cast<std::uint64_t>(tr_nrm_done);
+    tr->ray_nrm = 1;
+}
+
+void count_crossing(const tr_rec& tr, const cross_segment& seg, seed_ray* ray)
+{
+    const crossing met = segment_triangle_class(tr, seg);
+    if (met == crossing_miss) return;
+    ++ray->hits;
+    if (met == crossing_on_boundary || (tr.flags & tr_edge_err)) ray->clean = false;
+}
+
+// Counts what the ray crosses in `leaf` on the rest of its way. A triangle that stands in several
+// leaves counts once.
+void look_through_leaf(const cell_node& leaf, seed_ray* ray)
+{
+    const cross_segment rest = segment_between(ray->at, ray->end);
+    for (const obj_h o : leaf.list) {
+        if (o == ray->seed) continue;
+        tr_rec& tr = rec(rec(o).tr);
+        if ((tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) continue;
+        tr.walk_mark = ray_counter;
+        if (wants_nrm(tr)) give_nrm(&tr);
+        count_crossing(tr, rest, ray);
+    }
+}
+
+bool look_through_leaves(node_h at, seed_ray* ray, ray_caster* caster)
+{
+    const aabb& model = rec(caster->root).box;
+    while (at && pt_in_box(model, ray->at)) {
+        const cell_node& leaf = rec(at);
+        caster->patience -= leaf.list.count < caster->patience ? leaf.list.count : caster->patience;
+        look_through_leaf(leaf, ray);
+        if (!leave_leaf(leaf.box, ray)) return false;
+        at = cell_find_leaf(caster->root, ray->at);
+    }
+    return true;
+}
+
+// Gives all that the leaf lists a normal but the seed, as looking through it does. One that proves
+// degenerate is held against the ray this once, with its normal of zero. Nothing loses its normal
+// within an orientation, so a leaf that is ready stays so.
+void ready_leaf(cell_node* leaf, const cross_segment& rest, seed_ray* ray)
+{
+    if (leaf->search_done & node_nrms_ready) return;
+    bool ready = true;
+    for (const obj_h o : leaf->list) {
+        tr_rec& tr = rec(rec(o).tr);
+        if (!wants_nrm(tr)) continue;
+        if (o == ray->seed) {
+            ready = false;
+            continue;
+        }
+        give_nrm(&tr);
+        if (tr.flags & tr_no_nrm) count_crossing(tr, rest, ray);
+    }
+    if (ready) leaf->search_done |= node_nrms_ready;
+}
+
+bool add_stop(node_h leaf, const seed_ray& ray, ray_caster* caster)
+{
+    if (caster->stop_count == caster->stop_capacity) {
+        const std::uint32_t capacity = 2 * caster->stop_capacity + 64;
+        void* grown = heap_realloc(caster->stops, sizeof(ray_stop) * std::size_t{capacity});
+        if (!grown) return false;
+        caster->stops = static_cast<ray_stop*>(grown);
+        caster->stop_capacity = capacity;
+    }
+    ray_stop* const stop = &caster->stops[caster->stop_count++];
+    stop->leaf = leaf;
+    stop->box = rec(leaf).box;
+    vec_copy(ray.at, stop->at);
+    stop->rest = segment_between(ray.at, ray.end);
+    return true;
+}
+
+// How far the stops lie beside the way from the first to the end: steps round.
+double stray_of(const ray_caster& caster, const float* end)
+{
+    const float* from = caster.stops[0].at;
+    double way[3];
+    double len2 = 0.0;
+    for (int i = 0; i < 3; ++i) {
+        way[i] = static_cast<double>(end[i]) - static_cast<double>(from[i]);
+        len2 += way[i] * way[i];
+    }
+    double stray = 0.0;
+    for (std::uint32_t s = 1; s < caster.stop_count; ++s) {
+        double off[3];
+        double share = 0.0;
+        for (int i = 0; i < 3; ++i) {
+            off[i] = static_cast<double>(caster.stops[s].at[i]) - static_cast<double>(from[i]);
+            share += off[i] * way[i] / len2;
+        }
+        share = std::fmin(std::fmax(share, 0.0), 1.0);
+        for (int i = 0; i < 3; ++i)
+            stray = std::fmax(stray, std::fabs(off[i] - share * way[i]));
+    }
+    return stray;
+}
+
+// The first leaf on the way that lists the object, or none. A leaf lists what its box touches.
+const ray_stop* first_stop(const ray_caster& caster, const cell_obj& obj)
+{
+    for (std::uint32_t s = 0; s < caster.stop_count; ++s)
+        if (box_overlap(caster.stops[s].box, obj.box)) return &caster.stops[s];
+    return nullptr;
+}
+
+// Counts what the ray crosses from its stops on, until that is not clean.
+void look_near_line(const index_line& line, const ray_caster& caster, seed_ray* ray)
+{
+    const tr_h seed = rec(ray->seed).tr;
+    for_each_near_line(caster.index, line, [&](tr_h t) {
+        tr_rec& tr = rec(t);
+        if (t == seed || (tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) return true;
+        tr.walk_mark = ray_counter;
+        const ray_stop* stop = first_stop(caster, rec(tr.cell));
+        if (stop) count_crossing(tr, stop->rest, ray);
+        return ray->clean;
+    });
+}
+
+enum walk_result {
+    walk_done,
+    walk_lost,     // it does not get out of a leaf
+    walk_no_memory // for its stops
+};
+
+walk_result walk_stops(node_h at, seed_ray* ray, ray_caster* caster)
+{
+    const aabb& model = rec(caster->root).box;
+    caster->stop_count = 0;
+    while (at && pt_in_box(model, ray->at)) {
+        if (!add_stop(at, *ray, caster)) return walk_no_memory;
+        if (!leave_leaf(rec(at).box, ray)) return walk_lost;
+        at = cell_find_leaf(caster->root, ray->at);
+    }
+    return walk_done;
+}
+
+// Whether there is an index, now that rays have looked at much.
+bool has_index(ray_caster* caster)
+{
+    if (caster->state == index_not_yet && caster->patience == 0)
+        caster->state = ray_index_build(caster->root, ++ray_counter, &caster->index)
+                            ? index_stands
+                            : index_declined;
+    return caster->state == index_stands;
+}
+
+enum cast_result {
+    cast_done,
+    cast_useless, // the ray tells nothing
+    cast_not_done // the index does not serve; nothing has been changed
+};
+
+// With the same outcome as looking through the leaves.
+cast_result cast_by_index(node_h at, seed_ray* ray, ray_caster* caster)
+{
+    const walk_result walked = walk_stops(at, ray, caster);
+    if (walked == walk_no_memory) return cast_not_done;
+    index_line line;
+    const bool fits = caster->stop_count == 0 ||
+                      index_line_between(caster->stops[0].at, ray->end, stray_of(*caster, ray->end),
+                                         caster->index, &line);
+    if (!fits) return cast_not_done;
+    ++ray_counter;
+    for (std::uint32_t s = 0; s < caster->stop_count; ++s)
+        ready_leaf(&rec(caster->stops[s].leaf), caster->stops[s].rest, ray);
+    if (walked == walk_lost) return cast_useless;
+    if (caster->stop_count != 0 && ray->clean) look_near_line(line, *caster, ray);
+    return cast_done;
+}
+
+} // namespace
+
+ray_caster ray_caster_open(const mesh_ctx& ctx)
+{
+    ray_caster caster = {};
+    caster.root = ctx.root;
+    caster.patience = k_looks_for_index * (std::uint64_t{ctx.tr_count} + 512);
+    return caster;
+}
+
+void ray_caster_close(ray_caster* caster)
+{
+    ray_index_free(&caster->index);
+    heap_free(caster->stops);
+    *caster = {};
+}
+
+ray_answer cast_seed_ray(node_h leaf, obj_h seed, const float* center, const float* dir,
+                         ray_caster* caster)
+{
+    constexpr ray_answer k_useless = {false, false};
+    seed_ray ray = {seed, {}, {}, {}, static_cast<double>(merge_tol), 0, true};
+    vec_copy(center, ray.at);
+    vec_copy(dir, ray.dir);
+    const node_h root = caster->root;
+    const node_h at = pt_in_box(rec(leaf).box, center) ? leaf : cell_find_leaf(root, center);
+    if (!at || !set_out(rec(root).box, &ray)) return k_useless;
+    cast_result cast = cast_not_done;
+    if (has_index(caster)) {
+        seed_ray trial = ray;
+        cast = cast_by_index(at, &trial, caster);
+        if (cast != cast_not_done) ray = trial;
+    }
+    if (cast == cast_not_done) {
+        ++ray_counter;
+        cast = look_through_leaves(at, &ray, caster) ? cast_done : cast_useless;
+    }
+    if (cast == cast_useless) return k_useless;
+    return {ray.clean, ray.hits % 2 == 1};
+}
+
+} // namespace velmora

@@ -1,0 +1,61 @@
+// repair/seed_ray.h - rays through the tree: how often the surface lies between a point and the
+// outside.
+//
+// A ray visits only the leaves on its way. It is clean when each of its crossings is: one that
+// grazes an edge or a corner, or meets a triangle whose edge has too many users, tells nothing.
+// Rays give triangles without a normal one to work with; they leave them unreached all the same.
+//
+// The first rays look at all that their leaves list. When they have looked at much, an index over
+// all triangles is built, and later rays look only at what it finds near them.
+#pragma once
+
+#include "mesh/context.h"
+#include "repair/ray_index.h"
+
+#include <cstdint>
+
+namespace velmora {
+
+struct ray_stop;
+
+/// Bits of cell_node::search_done.
+enum node_mark : std::uint32_t {
+    node_searched = 1,   ///< no further seed below
+    node_nrms_ready = 2, ///< a leaf: all that it lists has a normal, or is known to have none
+};
+
+enum index_state {
+    index_not_yet,
+    index_stands,
+    index_declined, ///< the model is not for it, or there was no memory
+};
+
+/// What the rays of one orientation share. Vertices must not move meanwhile.
+struct ray_caster {
+    node_h root;
+    ray_index index;
+    index_state state;
+    std::uint64_t patience; ///< entries of leaves that rays may still look at without an index
+    ray_stop* stops;        ///< of the last ray; owned
+    std::uint32_t stop_count;
+    std::uint32_t stop_capacity;
+};
+
+/// A caster for the tree of `ctx`, of which cell_node::search_done is 0 in all nodes.
+ray_caster ray_caster_open(const mesh_ctx& ctx);
+
+/// Gives the memory back.
+void ray_caster_close(ray_caster* caster);
+
+struct ray_answer {
+    bool clean; ///< the parity can be trusted
+    bool odd;   ///< an odd number of triangles was crossed; only told of a clean ray
+};
+
+/// Walks from `center`, on the triangle of `seed`, along `dir` to the end of the model. Works on
+/// without an index when there is no memory for one.
+/// @param leaf  a leaf that lists the seed
+ray_answer cast_seed_ray(node_h leaf, obj_h seed, const float* center, const float* dir,
+                         ray_caster* caster);
+
+} // namespace velmora
