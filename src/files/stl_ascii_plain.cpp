@@ -152,7 +152,9 @@ static inline bool take_number(stl_plain_text* text, float* value)
     }
     double magnitude = 0.0;
     if (*text->at == k_sub || digits == 0 || digits > k_digits_that_fit) return false;
-    if (!decimal_short_cut(mantissa, exponent, &magnitude)) return false;
+    if (!decimal_short_cut(mantissa, exponent, &magnitude) &&
+        !decimal_float_cut(mantissa, exponent, &magnitude))
+        return false;
     static constexpr double signs[2] = {1.0, -1.0}; // half are negative, at random: no branch
     *value = static_cast<float>(magnitude * signs[first == '-']);
     return true;

@@ -10,6 +10,8 @@
 namespace velmora {
 
 constexpr std::int32_t k_short_digits = 19;       ///< any such number fits 64 bits
+constexpr double k_least_float = 1e-37;           ///< well inside the floats of full precision
+constexpr double k_largest_float = 1e38;          ///< the same at the other end
 constexpr std::int64_t k_exponent_limit = 100000; ///< far outside what a double can be
 
 void decimal_clear(stl_decimal* d)
@@ -37,6 +39,27 @@ void decimal_add_digit(stl_decimal* d, char c)
     // in front of the point that is not kept leaves the last digit worth ten times more.
     if (d->in_fraction && (kept || leading_zero)) --d->exponent;
     if (!d->in_fraction && !kept && !leading_zero) ++d->exponent;
+}
+
+// The mantissa as a double and each of two products or quotients are off by half a place at most,
+// which makes up to three places of the result, where the powers are exact and nothing leaves the
+// range. The double nearest to the decimal is then among the four on either side, and these all
+// narrow to the same float unless half a float lies between them. A float has 29 bits less.
+bool decimal_float_cut(std::uint64_t mantissa, std::int64_t exponent, double* value)
+{
+    constexpr std::int64_t k_half = 1
+                                    << 28; // a float's last place is worth twice that many doubles
+    constexpr std::int64_t k_doubt = 8;    // doubles, twice what was argued above
+    const std::int64_t power = exponent < 0 ? -exponent : exponent;
+    if (power > 2 * k_exact_power) return false;
+    const double first = k_powers_of_ten[std::min(power, k_exact_power)];
+    const double second = k_powers_of_ten[std::max<std::int64_t>(power - k_exact_power, 0)];
+    const auto whole = static_cast<double>(mantissa);
+    *value = exponent < 0 ? whole / first / second : whole * first * second;
+    if (!(*value >= k_least_float && *value <= k_largest_float)) return false;
+    const auto rest =
+        static_cast<std::int64_t>(std::bit_cast<std::uint64_t>(*value) & (2 * k_half - 1));
+    return rest < k_half - k_doubt || rest > k_half + k_doubt;
 }
 
 // An integer and an exponent: no point, so the locale has no say. A lost digit is at the far end of

@@ -1,7 +1,7 @@
 // files/stl_number.h - decimal text to numbers and back, exactly rounded, whatever the locale.
 //
-// Reading gives what strtod gives, writing what printf gives with "%f". Both have a short cut for
-// ordinary numbers that is exact by construction, and leave the rest to the library. A decimal of
+// Reading gives what strtod gives, writing what printf gives with "%f". Both have short cuts for
+// ordinary numbers that are exact by construction, and leave the rest to the library. A decimal of
 // any length takes the same memory: digits beyond those that can decide the rounding are only
 // weighed.
 #pragma once
@@ -50,6 +50,10 @@ inline constexpr double k_powers_of_ten[k_exact_power + 1] = {
     *value = exponent < 0 ? whole / k_powers_of_ten[-exponent] : whole * k_powers_of_ten[exponent];
     return true;
 }
+
+/// A double that narrows to the same float as the one nearest to mantissa x 10^exponent; false when
+/// that is not certain.
+[[nodiscard]] bool decimal_float_cut(std::uint64_t mantissa, std::int64_t exponent, double* value);
 
 constexpr int k_fixed_size = 48; ///< room for "%f" of any float, zero byte included
 

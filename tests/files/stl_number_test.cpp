@@ -106,6 +106,36 @@ TEST(stl_number, decimals_round_as_the_library_does)
     }
 }
 
+// True when the cut was taken.
+static bool cuts_as_library(std::uint64_t mantissa, int exponent)
+{
+    double value = 0.0;
+    if (!decimal_float_cut(mantissa, exponent, &value)) return false;
+    const std::string text = std::to_string(mantissa) + "e" + std::to_string(exponent);
+    const double wanted = std::strtod(text.c_str(), nullptr);
+    EXPECT_EQ(static_cast<float>(value), static_cast<float>(wanted)) << text;
+    return true;
+}
+
+TEST(stl_number, floats_of_many_digits_narrow_as_the_librarys_doubles)
+{
+    std::mt19937_64 random(6);
+    int taken = 0;
+    for (int i = 0; i < 100000; ++i) {
+        const int exponent = static_cast<int>(random() % 100) - 50;
+        taken += cuts_as_library(random() >> random() % 60, exponent);
+        // Between two floats, give or take the last of 19 digits.
+        const auto low =
+            std::bit_cast<float>(static_cast<std::uint32_t>(0x20000000 + random() % 0x40000000));
+        const double middle =
+            (static_cast<double>(low) + static_cast<double>(std::nextafter(low, HUGE_VALF))) / 2;
+        const int scale = 18 - static_cast<int>(std::floor(std::log10(middle)));
+        const double digits = middle * std::pow(10.0, scale);
+        cuts_as_library(static_cast<std::uint64_t>(digits) + random() % 4096 - 2048, -scale);
+    }
+    EXPECT_GT(taken, 60000);
+}
+
 TEST(stl_number, the_last_of_a_thousand_digits_breaks_a_tie)
 {
     const std::string tie = "9007199254740993"; // between two doubles
