@@ -218,7 +218,7 @@ static bool expect_word(stl_stream* s, stl_token_kind kind)
 
 static bool expect_number(stl_stream* s, float* value)
 {
-    stl_token token;
+    stl_token token = {};
     if (!expect(s, stl_tok_number, &token)) return false;
     *value = token.number;
     return true;

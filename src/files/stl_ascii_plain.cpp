@@ -155,8 +155,8 @@ static inline bool take_number(stl_plain_text* text, float* value)
     if (!decimal_short_cut(mantissa, exponent, &magnitude) &&
         !decimal_float_cut(mantissa, exponent, &magnitude))
         return false;
-    static constexpr double signs[2] = {1.0, -1.0}; // half are negative, at random: no branch
-    *value = static_cast<float>(magnitude * signs[first == '-']);
+    static constexpr double k_signs[2] = {1.0, -1.0}; // half are negative, at random: no branch
+    *value = static_cast<float>(magnitude * k_signs[first == '-']);
     return true;
 }
 

@@ -101,7 +101,7 @@ struct digit_pairs {
 static constexpr digit_pairs make_pairs()
 {
     digit_pairs pairs{};
-    for (int i = 0; i < 100; ++i) {
+    for (std::size_t i = 0; i < 100; ++i) {
         pairs.text[2 * i] = static_cast<char>('0' + i / 10);
         pairs.text[2 * i + 1] = static_cast<char>('0' + i % 10);
     }
