@@ -46,16 +46,26 @@ int axis_from_box(const aabb& box, const float* n)
     return n ? axis_of_face(face, n) : axis_of_largest(face);
 }
 
+void plane_unit(const float* u, const float* v, float* out)
+{
+    vec_cross(u, v, out);
+    vec_unit(out);
+}
+
+bool unit_line_t(const float* m, double at, const float* a, const float* d, double* out)
+{
+    const double q = vec_dot(m, d);
+    if (q > -k_plane_eps && q < k_plane_eps) return false;
+    *out = (at - vec_dot(m, a)) / q;
+    return true;
+}
+
 bool plane_line_t(const float* p, const float* u, const float* v, const float* a, const float* d,
                   double* out)
 {
     float m[3];
-    vec_cross(u, v, m);
-    vec_unit(m);
-    const double q = vec_dot(m, d);
-    if (q > -k_plane_eps && q < k_plane_eps) return false;
-    *out = (vec_dot(m, p) - vec_dot(m, a)) / q;
-    return true;
+    plane_unit(u, v, m);
+    return unit_line_t(m, vec_dot(m, p), a, d, out);
 }
 
 line_hit tr_line_hit(const tr_rec& tr, const float* a, const float* b)

@@ -11,6 +11,14 @@ int axis_of_normal(const float* n);
 /// The axis to drop when a flat figure with this box is projected; `n`, its normal, may be null.
 int axis_from_box(const aabb& box, const float* n);
 
+/// The unit vector upright on the plane spanned by `u` and `v`; NaN when they span none.
+void plane_unit(const float* u, const float* v, float* out);
+
+/// Parameter of the line from `a` in direction `d` at the plane with unit vector `m`, of which a
+/// point's product with `m` is `at`.
+/// @return false when the line runs parallel; `*out` is then left as it was
+bool unit_line_t(const float* m, double at, const float* a, const float* d, double* out);
+
 /// Parameter of the line from `a` in direction `d` at the plane through `p` spanned by `u`, `v`.
 /// @return false when the line runs parallel; `*out` is then left as it was
 bool plane_line_t(const float* p, const float* u, const float* v, const float* a, const float* d,

@@ -28,6 +28,8 @@ struct orientation {
     tr_queue spread;
     tr_queue branch;
     ray_caster rays;
+    node_h at_leaf;         // where the last seed was found,
+    std::uint32_t at_place; // and the place behind it in the list
     seed thin; // the last sliver that the search has met, for when nothing better is left
     topo_ctx* topo;
     mesh_ctx* ctx;
@@ -96,15 +98,23 @@ bool is_sliver(const tr_rec& tr)
     return false;
 }
 
+// Goes on behind the last seed: what stands before it in the list has been looked at.
 seed find_seed_in_leaf(node_h leaf, orientation* job)
 {
-    for (const obj_h o : rec(leaf).list) {
+    const obj_list& list = rec(leaf).list;
+    for (std::uint32_t place = leaf == job->at_leaf ? job->at_place : 0; place < list.count;
+         ++place) {
+        const obj_h o = list_at(list, place);
         cell_obj& obj = rec(o);
         if (obj.stamp == job->ctx->visit_stamp) continue;
         obj.stamp = job->ctx->visit_stamp;
         const tr_rec& tr = rec(obj.tr);
         if (tr.flags & (tr_nrm_done | tr_edge_err)) continue;
-        if (!is_sliver(tr)) return {leaf, o};
+        if (!is_sliver(tr)) {
+            job->at_leaf = leaf;
+            job->at_place = place + 1;
+            return {leaf, o};
+        }
         job->thin = {leaf, o};
     }
     rec(leaf).search_done |= node_searched;
@@ -263,7 +273,7 @@ stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
     const bool marked = mark_all_branch_edges(topo->sides, ctx);
     edge_groups_free(topo->sides);
     if (!marked) return stage_failed;
-    orientation job = {{}, {}, ray_caster_open(*ctx), {}, topo, ctx, 0, 0};
+    orientation job = {{}, {}, ray_caster_open(*ctx), {}, 0, {}, topo, ctx, 0, 0};
     topo->inconsistent = 0;
     topo->components = 0;
     reset_search_done(ctx->root);

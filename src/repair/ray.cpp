@@ -148,11 +148,11 @@ cross_segment segment_between(const float* from, const float* to)
     const bool swapped = lies_behind(from, to);
     vec_copy(swapped ? to : from, seg.first);
     vec_copy(swapped ? from : to, seg.last);
+    seg.is_a_point = pts_equal(from, to);
     float end[3];
-    float way[3];
-    vec_diff(seg.first, seg.last, way);
+    vec_diff(seg.first, seg.last, seg.way);
     vec_copy(seg.first, end);
-    vec_along(end, way, 1.0);
+    vec_along(end, seg.way, 1.0);
     for (int i = 0; i < 3; ++i) {
         seg.low[i] = seg.first[i] < end[i] ? seg.first[i] : end[i];
         seg.high[i] = seg.first[i] < end[i] ? end[i] : seg.first[i];
@@ -160,17 +160,45 @@ cross_segment segment_between(const float* from, const float* to)
     return seg;
 }
 
-crossing segment_triangle_class(const tr_rec& tr, const cross_segment& seg)
+static int axis_to_drop(const tr_rec& tr)
 {
-    int axis = axis_of_normal(tr.nrm);
-    if (axis < 0) axis = axis_from_box(box_of_tr(tr), tr.nrm);
-    pt_2d corners[3];
+    const int axis = axis_of_normal(tr.nrm);
+    return axis < 0 ? axis_from_box(box_of_tr(tr), tr.nrm) : axis;
+}
+
+static void project_corners(const tr_rec& tr, int axis, pt_2d* corners)
+{
     for (int i = 0; i < 3; ++i)
         corners[i] = project(corner_pos(tr, i), axis);
-    if (passes_by(project(seg.low, axis), project(seg.high, axis), corners)) return crossing_miss;
-    const line_hit hit = tr_line_hit(tr, seg.first, seg.last);
-    if (!hit.met || hit.t < 0.0 || hit.t > 1.0) return crossing_miss;
-    switch (point_in_polygon_2d(project(hit.pt, axis), corners, 3)) {
+}
+
+static tr_plane plane_of(const tr_rec& tr)
+{
+    tr_plane plane = {{tr.vtx[0], tr.vtx[1], tr.vtx[2]}, {}, 0.0};
+    float u[3];
+    float v[3];
+    edge_vec(tr, 0, u);
+    edge_vec(tr, 1, v);
+    plane_unit(u, v, plane.unit);
+    plane.at = vec_dot(plane.unit, corner_pos(tr, 0));
+    return plane;
+}
+
+// The point where the segment comes through the plane; false when it does not.
+static bool point_in_plane(const tr_plane& plane, const cross_segment& seg, float* pt)
+{
+    double t = 0.0;
+    if (seg.is_a_point || !unit_line_t(plane.unit, plane.at, seg.first, seg.way, &t) || t < 0.0 ||
+        t > 1.0)
+        return false;
+    vec_copy(seg.first, pt);
+    vec_along(pt, seg.way, t);
+    return true;
+}
+
+static crossing class_of_point(const float* pt, int axis, const pt_2d* corners)
+{
+    switch (point_in_polygon_2d(project(pt, axis), corners, 3)) {
     case pt_on_outline:
         return crossing_on_boundary;
     case pt_inside:
@@ -178,6 +206,34 @@ crossing segment_triangle_class(const tr_rec& tr, const cross_segment& seg)
     default:
         return crossing_miss;
     }
+}
+
+crossing segment_triangle_class(const tr_rec& tr, const cross_segment& seg)
+{
+    const int axis = axis_to_drop(tr);
+    pt_2d corners[3];
+    project_corners(tr, axis, corners);
+    if (passes_by(project(seg.low, axis), project(seg.high, axis), corners)) return crossing_miss;
+    float pt[3];
+    if (tr_has_equal_corners(tr) || !point_in_plane(plane_of(tr), seg, pt)) return crossing_miss;
+    return class_of_point(pt, axis, corners);
+}
+
+static bool is_up_to_date(const tr_plane& plane, const tr_rec& tr)
+{
+    return plane.vtx[0] == tr.vtx[0] && plane.vtx[1] == tr.vtx[1] && plane.vtx[2] == tr.vtx[2];
+}
+
+crossing segment_plane_class(const tr_rec& tr, const cross_segment& seg, tr_plane* plane)
+{
+    if (!is_up_to_date(*plane, tr)) *plane = plane_of(tr);
+    float pt[3];
+    if (!point_in_plane(*plane, seg, pt)) return crossing_miss;
+    const int axis = axis_to_drop(tr);
+    pt_2d corners[3];
+    project_corners(tr, axis, corners);
+    if (passes_by(project(pt, axis), project(pt, axis), corners)) return crossing_miss;
+    return class_of_point(pt, axis, corners);
 }
 
 void ray_to_box_exit(const aabb& box, const float* dir, float* pt)

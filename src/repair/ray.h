@@ -34,6 +34,8 @@ struct cross_segment {
     /// what the whole difference leads to.
     float low[3];
     float high[3];
+    float way[3];    ///< from first to last
+    bool is_a_point; ///< the ends are equal: it crosses nothing
 };
 
 /// The same for both orders of the ends.
@@ -42,6 +44,16 @@ cross_segment segment_between(const float* from, const float* to);
 /// How the segment crosses `tr`. Looks at the triangle along the main axis of its stored normal,
 /// which may be zero.
 crossing segment_triangle_class(const tr_rec& tr, const cross_segment& seg);
+
+/// The plane of a triangle, as its corners follow each other. Valid while they do.
+struct tr_plane {
+    vtx_h vtx[3]; ///< the corners; none: not computed yet
+    float unit[3];
+    double at; ///< product of `unit` with the first corner
+};
+
+/// The same for a triangle without equal corners; brings `plane` up to date.
+crossing segment_plane_class(const tr_rec& tr, const cross_segment& seg, tr_plane* plane);
 
 /// Moves `pt` along `dir` onto the face of `box` through which it leaves; never backwards. Moves
 /// it very far when no face says how far.

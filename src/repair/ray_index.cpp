@@ -39,6 +39,10 @@ constexpr double k_least_area = 1e-12;    // twice the area; below, its square d
 constexpr double k_least_nrm_part = 0.55; // of the stored normal's axis in the true unit normal
 constexpr std::uint32_t k_node_entries = 4;
 
+constexpr double k_least_extent = 1e-6;
+constexpr double k_still_share = 1e-6; // of the largest coordinate: so little is no movement
+constexpr float k_still_pace = 1e20f;
+
 struct shape {
     double nrm[3]; // unit, of no matter which side
     double longest;
@@ -136,7 +140,8 @@ void widen_extent(const aabb& box, ray_index* index)
     for (int k = 0; k < 3; ++k) {
         const double low = std::fabs(static_cast<double>(box.min[k]));
         const double high = std::fabs(static_cast<double>(box.max[k]));
-        index->extent = std::fmax(index->extent, std::fmax(low, high));
+        index->extent = low > index->extent ? low : index->extent;
+        index->extent = high > index->extent ? high : index->extent;
     }
 }
 
@@ -152,7 +157,7 @@ bool enter_trs(int tree, std::uint32_t* capacity, collection* all, ray_index* in
             continue;
         }
         if (!make_room(&index->entries, index->entry_count, capacity)) return false;
-        index_entry entry = {box_of_tr(tr), all->trs[i]};
+        index_entry entry = {box_of_tr(tr), all->trs[i], {}};
         widen_extent(entry.box, index);
         box_widen(&entry.box, k_snap + k_tilt_share * s.longest);
         if (tree != 0) {
@@ -165,23 +170,23 @@ bool enter_trs(int tree, std::uint32_t* capacity, collection* all, ray_index* in
     return true;
 }
 
-double middle(const index_entry& entry, int axis)
+float middle(const index_entry& entry, int axis)
 {
-    return static_cast<double>(entry.box.min[axis]) + static_cast<double>(entry.box.max[axis]);
+    return entry.box.min[axis] + entry.box.max[axis];
 }
 
 // The axis along which the middles spread furthest; that of endless boxes is none.
 int axis_to_part(const index_entry* entries, std::uint32_t count)
 {
     int widest = 0;
-    double spread = -1.0;
+    float spread = -1.0f;
     for (int axis = 0; axis < 3; ++axis) {
-        double low = middle(entries[0], axis);
-        double high = low;
+        float low = middle(entries[0], axis);
+        float high = low;
         for (std::uint32_t i = 1; i < count; ++i) {
-            const double at = middle(entries[i], axis);
-            low = std::fmin(low, at);
-            high = std::fmax(high, at);
+            const float at = middle(entries[i], axis);
+            low = at < low ? at : low;
+            high = at > high ? at : high;
         }
         if (!(high - low > spread)) continue;
         spread = high - low;
@@ -260,21 +265,28 @@ void ray_index_free(ray_index* index)
     *index = {};
 }
 
+// Shares are floats: they are off by a few parts in ten millions of the way, which the margin
+// covers as well, and boxes far away only need to stay far away.
 bool index_line_between(const float* from, const float* to, double stray, const ray_index& index,
                         index_line* line)
 {
-    double extent = index.extent;
+    double extent = std::fmax(index.extent, k_least_extent);
     for (int i = 0; i < 3; ++i) {
-        const double start = static_cast<double>(from[i]);
-        const double end = static_cast<double>(to[i]);
-        if (!(std::fabs(start) <= k_most_extent && std::fabs(end) <= k_most_extent)) return false;
-        extent = std::fmax(extent, std::fmax(std::fabs(start), std::fabs(end)));
-        line->from[i] = start;
-        line->way[i] = end - start;
-        line->inverse[i] = line->way[i] == 0.0 ? 0.0 : 1.0 / line->way[i];
+        const double start = std::fabs(static_cast<double>(from[i]));
+        const double end = std::fabs(static_cast<double>(to[i]));
+        if (!(start <= k_most_extent && end <= k_most_extent)) return false;
+        extent = std::fmax(extent, std::fmax(start, end));
     }
-    line->margin = stray + k_line_share * extent;
-    return line->margin <= k_most_extent;
+    for (int i = 0; i < 3; ++i) {
+        const double way = static_cast<double>(to[i]) - static_cast<double>(from[i]);
+        const bool moves = std::fabs(way) > k_still_share * extent;
+        line->from[i] = from[i];
+        line->pace[i] = moves ? static_cast<float>(1.0 / way) : k_still_pace;
+        line->forward[i] = !moves || way > 0.0;
+    }
+    const double margin = stray + k_line_share * extent;
+    line->margin = static_cast<float>(margin);
+    return margin <= k_most_extent;
 }
 
 } // namespace velmora

@@ -9,6 +9,7 @@
 
 #include "mesh/cell_tree.h"
 #include "mesh/records.h"
+#include "repair/ray.h"
 
 #include <cstdint>
 
@@ -18,6 +19,7 @@ namespace velmora {
 struct index_entry {
     aabb box; ///< endless along the axis that does not count
     tr_h tr;
+    tr_plane plane;
 };
 
 /// A box around entries that lie together, or around two nodes.
@@ -50,12 +52,13 @@ struct ray_index {
 /// Gives the memory back.
 void ray_index_free(ray_index* index);
 
-/// A segment against boxes, with what it may be off its way.
+/// A segment against boxes, in shares of its length. Along an axis on which it hardly moves a box
+/// is entered and left far beyond its ends, or is missed.
 struct index_line {
-    double from[3];
-    double way[3];     ///< to the other end
-    double inverse[3]; ///< of the components of `way`, where they are not 0
-    double margin;     ///< by which all boxes are wider
+    float from[3];
+    float pace[3];   ///< shares per unit
+    float margin;    ///< by which all boxes are wider
+    bool forward[3]; ///< the lower face of a box comes first
 };
 
 /// The segment for an index; false when it leaves the range that the index's boxes are made for.
@@ -66,27 +69,21 @@ bool index_line_between(const float* from, const float* to, double stray, const 
 /// Whether the segment touches the box, widened by the margin.
 inline bool line_meets_box(const index_line& line, const aabb& box)
 {
-    double enter = 0.0;
-    double leave = 1.0;
+    float enter = 0.0f;
+    float leave = 1.0f;
     for (int i = 0; i < 3; ++i) {
-        const double low = static_cast<double>(box.min[i]) - line.margin - line.from[i];
-        const double high = static_cast<double>(box.max[i]) + line.margin - line.from[i];
-        if (line.way[i] == 0.0) {
-            if (low > 0.0 || high < 0.0) return false;
-            continue;
-        }
-        const double a = low * line.inverse[i];
-        const double b = high * line.inverse[i];
-        const double first = a < b ? a : b;
-        const double last = a < b ? b : a;
-        if (first > enter) enter = first;
-        if (last < leave) leave = last;
+        const float low = box.min[i] - line.margin - line.from[i];
+        const float high = box.max[i] + line.margin - line.from[i];
+        const float first = (line.forward[i] ? low : high) * line.pace[i];
+        const float last = (line.forward[i] ? high : low) * line.pace[i];
+        enter = first > enter ? first : enter;
+        leave = last < leave ? last : leave;
     }
     return enter <= leave;
 }
 
-/// Calls `visit(tr_h)` for each entry that the segment can meet, some triangles more than once,
-/// until it returns false.
+/// Calls `visit(index_entry&)` for each entry that the segment can meet, some triangles more than
+/// once, until it returns false.
 template <class visit_fn>
 void for_each_near_line(const ray_index& index, const index_line& line, const visit_fn& visit)
 {
@@ -102,8 +99,8 @@ void for_each_near_line(const ray_index& index, const index_line& line, const vi
                 stack[depth++] = node.first;
             }
             for (std::uint32_t i = node.first; i < node.first + node.count; ++i) {
-                const index_entry& entry = index.entries[i];
-                if (line_meets_box(line, entry.box) && !visit(entry.tr)) return;
+                index_entry& entry = index.entries[i];
+                if (line_meets_box(line, entry.box) && !visit(entry)) return;
             }
         }
     }

@@ -118,9 +118,8 @@ void give_nrm(tr_rec* tr)
     tr->ray_nrm = 1;
 }
 
-void count_crossing(const tr_rec& tr, const cross_segment& seg, seed_ray* ray)
+void count_crossing(const tr_rec& tr, crossing met, seed_ray* ray)
 {
-    const crossing met = segment_triangle_class(tr, seg);
     if (met == crossing_miss) return;
     ++ray->hits;
     if (met == crossing_on_boundary || (tr.flags & tr_edge_err)) ray->clean = false;
@@ -137,7 +136,7 @@ void look_through_leaf(const cell_node& leaf, seed_ray* ray)
         if ((tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) continue;
         tr.walk_mark = ray_counter;
         if (wants_nrm(tr)) give_nrm(&tr);
-        count_crossing(tr, rest, ray);
+        count_crossing(tr, segment_triangle_class(tr, rest), ray);
     }
 }
 
@@ -169,7 +168,7 @@ void ready_leaf(cell_node* leaf, const cross_segment& rest, seed_ray* ray)
             continue;
         }
         give_nrm(&tr);
-        if (tr.flags & tr_no_nrm) count_crossing(tr, rest, ray);
+        if (tr.flags & tr_no_nrm) count_crossing(tr, segment_triangle_class(tr, rest), ray);
     }
     if (ready) leaf->search_done |= node_nrms_ready;
 }
@@ -228,12 +227,12 @@ const ray_stop* first_stop(const ray_caster& caster, const cell_obj& obj)
 void look_near_line(const index_line& line, const ray_caster& caster, seed_ray* ray)
 {
     const tr_h seed = rec(ray->seed).tr;
-    for_each_near_line(caster.index, line, [&](tr_h t) {
-        tr_rec& tr = rec(t);
-        if (t == seed || (tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) return true;
+    for_each_near_line(caster.index, line, [&](index_entry& entry) {
+        tr_rec& tr = rec(entry.tr);
+        if (entry.tr == seed || (tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) return true;
         tr.walk_mark = ray_counter;
         const ray_stop* stop = first_stop(caster, rec(tr.cell));
-        if (stop) count_crossing(tr, stop->rest, ray);
+        if (stop) count_crossing(tr, segment_plane_class(tr, stop->rest, &entry.plane), ray);
         return ray->clean;
     });
 }
