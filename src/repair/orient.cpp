@@ -200,16 +200,24 @@ stage_result spread_from_seed(tr_h t, std::int32_t* err, orientation* job)
     return spread_winding(spread_all, rest, err);
 }
 
+bool has_no_nbrs(const tr_rec& tr)
+{
+    return !tr.nbr[0] && !tr.nbr[1] && !tr.nbr[2];
+}
+
 stage_result orient_piece(const seed& s, std::int32_t* err, orientation* job)
 {
     const facing found = ask_rays(s, &job->rays);
     if (found == facing_unknown) return stage_ok;
     ++job->components;
     const tr_h t = rec(s.obj).tr;
+    const bool alone = has_no_nbrs(rec(t));
     if (found == facing_in) swap_corners(t, 1, 2);
     if (!job->topo->orient_a) swap_corners(t, 1, 2);
     tr_recompute_nrm(&rec(t), job->topo->orient_b != 0, &job->normals);
-    return spread_from_seed(t, err, job);
+    const stage_result spread = spread_from_seed(t, err, job);
+    ray_caster_settled(s.obj, alone, &job->rays);
+    return spread;
 }
 
 stage_result orient_all(std::int32_t* err, orientation* job)

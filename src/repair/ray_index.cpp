@@ -119,15 +119,14 @@ template <class item_t> bool make_room(item_t** items, std::uint32_t count, std:
     return true;
 }
 
-// Triangles that have equal corners are never met.
-bool collect_leaf(const cell_node& leaf, std::uint32_t stamp, collection* all)
+// Triangles that have equal corners are never met. The order does not matter.
+bool collect_trs(collection* all)
 {
-    for (const obj_h o : leaf.list) {
-        const tr_h t = rec(o).tr;
-        tr_rec& tr = rec(t);
-        if (tr.walk_mark == stamp) continue;
-        tr.walk_mark = stamp;
-        if (tr.cell != o || !is_in_range(tr)) return false;
+    for (std::uint32_t i = 1; i < obj_pool.used; ++i) {
+        if (!is_in_tree(rec(obj_h{i}))) continue;
+        const tr_h t = rec(obj_h{i}).tr;
+        const tr_rec& tr = rec(t);
+        if (tr.cell != obj_h{i} || !is_in_range(tr)) return false;
         if (tr_has_equal_corners(tr)) continue;
         if (!make_room(&all->trs, all->count, &all->capacity)) return false;
         all->trs[all->count++] = t;
@@ -248,11 +247,10 @@ bool build_trees(collection* all, ray_index* index)
 
 } // namespace
 
-bool ray_index_build(node_h root, std::uint32_t stamp, ray_index* index)
+bool ray_index_build(ray_index* index)
 {
     collection all = {};
-    const auto collect = [&](const cell_node& leaf) { return collect_leaf(leaf, stamp, &all); };
-    const bool built = walk_leaves(root, everywhere, collect) && build_trees(&all, index);
+    const bool built = collect_trs(&all) && build_trees(&all, index);
     heap_free(all.trs);
     if (!built) ray_index_free(index);
     return built;

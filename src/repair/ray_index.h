@@ -43,11 +43,10 @@ struct ray_index {
     double extent;                      ///< largest absolute coordinate
 };
 
-/// Fills `index`, which is all zero, with what the leaves below `root` list.
-/// @param stamp  for tr_rec::walk_mark, one that no triangle bears
+/// Fills `index`, which is all zero, with the triangles of all objects in the tree.
 /// @return false when coordinates leave the range that the argument covers or memory ran out;
 ///         nothing is held then, and rays must look through the leaves
-[[nodiscard]] bool ray_index_build(node_h root, std::uint32_t stamp, ray_index* index);
+[[nodiscard]] bool ray_index_build(ray_index* index);
 
 /// Gives the memory back.
 void ray_index_free(ray_index* index);

@@ -7,6 +7,7 @@
 #include "repair/ray.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace velmora {
@@ -31,12 +32,14 @@ constexpr std::uint64_t k_looks_for_index = 6;
 // A ray and what it met so far.
 struct seed_ray {
     obj_h seed;         // the object that it starts on, never counted
+    float center[3];    // on it
     float at[3];        // where the walk stands
     float end[3];       // outside the model
     float dir[3];       // unit vector, some components zeroed
     double step;        // how far to push on out of a leaf; grows
     std::uint32_t hits; // triangles crossed
     bool clean;         // all of them cleanly
+    tr_h spoiler;       // one that was not, of those found near the line
 };
 
 std::uint32_t ray_counter = 0; // tr_rec::walk_mark of the triangles that the last ray met
@@ -233,8 +236,63 @@ void look_near_line(const index_line& line, const ray_caster& caster, seed_ray* 
         tr.walk_mark = ray_counter;
         const ray_stop* stop = first_stop(caster, rec(tr.cell));
         if (stop) count_crossing(tr, segment_plane_class(tr, stop->rest, &entry.plane), ray);
+        if (!ray->clean) ray->spoiler = entry.tr;
         return ray->clean;
     });
+}
+
+ray_memory* memory_of(const seed_ray& ray, node_h start, ray_caster* caster)
+{
+    for (ray_memory& m : caster->last)
+        if (m.leaf == start && std::memcmp(m.center, ray.center, sizeof m.center) == 0 &&
+            std::memcmp(m.dir, ray.dir, sizeof m.dir) == 0)
+            return &m;
+    return nullptr;
+}
+
+// The ray against one triangle, whatever else it meets.
+void meet_tr(const ray_caster& caster, tr_h t, seed_ray* ray)
+{
+    const tr_rec& tr = rec(t);
+    const ray_stop* stop = tr.flags & tr_no_nrm ? nullptr : first_stop(caster, rec(tr.cell));
+    if (stop) count_crossing(tr, segment_triangle_class(tr, stop->rest), ray);
+    if (!ray->clean) ray->spoiler = t;
+}
+
+// Many copies of one triangle send out the same ray. It takes the same way as the last one and
+// meets the same triangles, but for the two seeds: its own is not counted now, and that of the last
+// is, as it stands now. False when the last ray does not tell.
+bool recall(const ray_memory& m, const ray_caster& caster, seed_ray* ray)
+{
+    const tr_h old_seed = rec(m.seed).tr;
+    const tr_h seed = rec(ray->seed).tr;
+    if (seed == old_seed || m.spoiler == seed) return false;
+    if (m.spoiler) {
+        ray->clean = false;
+        ray->spoiler = m.spoiler;
+        return true;
+    }
+    seed_ray own = *ray;
+    own.hits = 0;
+    meet_tr(caster, seed, &own);
+    meet_tr(caster, old_seed, ray);
+    ray->hits += m.hits - own.hits;
+    return true;
+}
+
+// What the ray counts beyond the degenerates that it has found: those are none for the next.
+void count_near_line(const index_line& line, node_h start, ray_caster* caster, seed_ray* ray)
+{
+    const std::uint32_t found = ray->hits;
+    ray_memory* m = memory_of(*ray, start, caster);
+    if (!m || !recall(*m, *caster, ray)) look_near_line(line, *caster, ray);
+    if (!m) {
+        m = &caster->last[caster->turn];
+        caster->turn = 1 - caster->turn;
+    }
+    *m = {start, ray->seed, {}, {}, ray->hits - found, ray->spoiler};
+    vec_copy(ray->center, m->center);
+    vec_copy(ray->dir, m->dir);
 }
 
 enum walk_result {
@@ -259,9 +317,7 @@ walk_result walk_stops(node_h at, seed_ray* ray, ray_caster* caster)
 bool has_index(ray_caster* caster)
 {
     if (caster->state == index_not_yet && caster->patience == 0)
-        caster->state = ray_index_build(caster->root, ++ray_counter, &caster->index)
-                            ? index_stands
-                            : index_declined;
+        caster->state = ray_index_build(&caster->index) ? index_stands : index_declined;
     return caster->state == index_stands;
 }
 
@@ -285,7 +341,7 @@ cast_result cast_by_index(node_h at, seed_ray* ray, ray_caster* caster)
     for (std::uint32_t s = 0; s < caster->stop_count; ++s)
         ready_leaf(&rec(caster->stops[s].leaf), caster->stops[s].rest, ray);
     if (walked == walk_lost) return cast_useless;
-    if (caster->stop_count != 0 && ray->clean) look_near_line(line, *caster, ray);
+    if (caster->stop_count != 0 && ray->clean) count_near_line(line, at, caster, ray);
     return cast_done;
 }
 
@@ -306,11 +362,19 @@ void ray_caster_close(ray_caster* caster)
     *caster = {};
 }
 
+// A ray that started elsewhere would have to ask the seed as it was before.
+void ray_caster_settled(obj_h seed, bool alone, ray_caster* caster)
+{
+    for (ray_memory& m : caster->last)
+        if (!alone || m.seed != seed) m.leaf = {};
+}
+
 ray_answer cast_seed_ray(node_h leaf, obj_h seed, const float* center, const float* dir,
                          ray_caster* caster)
 {
     constexpr ray_answer k_useless = {false, false};
-    seed_ray ray = {seed, {}, {}, {}, static_cast<double>(merge_tol), 0, true};
+    seed_ray ray = {seed, {}, {}, {}, {}, static_cast<double>(merge_tol), 0, true, {}};
+    vec_copy(center, ray.center);
     vec_copy(center, ray.at);
     vec_copy(dir, ray.dir);
     const node_h root = caster->root;

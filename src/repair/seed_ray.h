@@ -30,6 +30,16 @@ enum index_state {
     index_declined, ///< the model is not for it, or there was no memory
 };
 
+/// What a ray told, for the next one from the same place in the same direction.
+struct ray_memory {
+    node_h leaf; ///< where it started; none: there is no such ray, or triangles have changed since
+    obj_h seed;
+    float center[3];
+    float dir[3];
+    std::uint32_t hits; ///< of a clean ray, seed excluded
+    tr_h spoiler;       ///< a triangle that made it not clean; none when it is clean
+};
+
 /// What the rays of one orientation share. Vertices must not move meanwhile.
 struct ray_caster {
     node_h root;
@@ -39,6 +49,8 @@ struct ray_caster {
     ray_stop* stops;        ///< of the last ray; owned
     std::uint32_t stop_count;
     std::uint32_t stop_capacity;
+    ray_memory last[2]; ///< rays ahead and behind take turns
+    std::uint32_t turn; ///< the one to be forgotten next
 };
 
 /// A caster for the tree of `ctx`, of which cell_node::search_done is 0 in all nodes.
@@ -46,6 +58,10 @@ ray_caster ray_caster_open(const mesh_ctx& ctx);
 
 /// Gives the memory back.
 void ray_caster_close(ray_caster* caster);
+
+/// Must be told of each piece after its winding has been settled: `alone` when that changed no
+/// triangle but the seed.
+void ray_caster_settled(obj_h seed, bool alone, ray_caster* caster);
 
 struct ray_answer {
     bool clean; ///< the parity can be trusted

@@ -175,7 +175,8 @@ struct ray_soup {
             points.push_back({p[0] + far_off, p[1] + far_off, p[2]});
         const int turn = static_cast<int>(random() % 3);
         trs.push_back({first + turn, first + (turn + 1) % 3, first + (turn + 2) % 3});
-        if (kind == 5) trs.push_back({first + 1, first, first + 2});
+        for (int copy = 0; kind == 5 && copy < 4; ++copy)
+            trs.push_back({first + copy % 2, first + 1 - copy % 2, first + 2});
     }
 };
 
@@ -238,16 +239,23 @@ cast_record cast_all(unsigned seed, bool by_index)
     ray_caster rays = ray_caster_open(m.ctx);
     rays.patience = by_index ? 0 : std::numeric_limits<std::uint64_t>::max();
     cast_record record;
+    float at[3] = {};
+    float dir[3] = {};
     for (const tr_h t : m.trs) {
-        float at[3];
-        float dir[3];
+        float before[3];
+        vec_copy(at, before);
         inner_point(rec(t), at);
-        aim(m, at, &source, dir);
+        if (!pts_same(at, before) || source.random() % 4 == 0) aim(m, at, &source, dir);
         const node_h leaf = cell_find_leaf(m.ctx.root, at);
         if (!leaf) continue;
         const ray_answer answer = cast_seed_ray(leaf, rec(t).cell, at, dir, &rays);
         record.answers.push_back(!answer.clean ? 2 : answer.odd ? 1 : 0);
-        if (source.random() % 3) give_random_turn(t, &source);
+        if (source.random() % 3 == 0) continue; // given up
+        // Now and then a piece that no ray has started from.
+        const bool other = source.random() % 8 == 0;
+        const tr_h turned = other ? m.trs[source.random() % m.trs.size()] : t;
+        give_random_turn(turned, &source);
+        ray_caster_settled(rec(turned).cell, true, &rays);
     }
     EXPECT_EQ(rays.state, by_index ? index_stands : index_not_yet);
     ray_caster_close(&rays);
