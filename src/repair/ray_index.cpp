@@ -64,19 +64,21 @@ double length(const double* v)
 shape shape_of(const tr_rec& tr)
 {
     double e[3][3];
-    double len[3];
+    double shortest = std::numeric_limits<double>::infinity();
+    double longest = 0.0;
     for (int i = 0; i < 3; ++i) {
         edge_of(tr, i, e[i]);
-        len[i] = length(e[i]);
+        const double len = length(e[i]);
+        shortest = len < shortest ? len : shortest;
+        longest = len > longest ? len : longest;
     }
-    std::sort(len, len + 3);
     shape s = {{e[0][1] * e[1][2] - e[0][2] * e[1][1], e[0][2] * e[1][0] - e[0][0] * e[1][2],
                 e[0][0] * e[1][1] - e[0][1] * e[1][0]},
-               len[2],
+               longest,
                false};
     const double area = length(s.nrm);
-    s.clear =
-        area >= k_least_area && len[0] >= k_least_edge && area >= k_least_sine * (len[1] * len[2]);
+    s.clear = area >= k_least_area && shortest >= k_least_edge &&
+              area >= k_least_sine * (longest * longest);
     for (double& part : s.nrm)
         part /= area;
     return s;

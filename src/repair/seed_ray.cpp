@@ -6,8 +6,8 @@
 #include "mesh/vec.h"
 #include "repair/ray.h"
 
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 namespace velmora {
@@ -241,11 +241,18 @@ void look_near_line(const index_line& line, const ray_caster& caster, seed_ray* 
     });
 }
 
+// Zeros of either sign are different here.
+bool is_bitwise(const float* a, const float* b)
+{
+    for (int i = 0; i < 3; ++i)
+        if (std::bit_cast<std::uint32_t>(a[i]) != std::bit_cast<std::uint32_t>(b[i])) return false;
+    return true;
+}
+
 ray_memory* memory_of(const seed_ray& ray, node_h start, ray_caster* caster)
 {
     for (ray_memory& m : caster->last)
-        if (m.leaf == start && std::memcmp(m.center, ray.center, sizeof m.center) == 0 &&
-            std::memcmp(m.dir, ray.dir, sizeof m.dir) == 0)
+        if (m.leaf == start && is_bitwise(m.center, ray.center) && is_bitwise(m.dir, ray.dir))
             return &m;
     return nullptr;
 }
