@@ -48,19 +48,21 @@ bool ask_hooks()
 void* heap_alloc(std::size_t size)
 {
     if (size == 0 || refuse_this_call()) return nullptr;
-    void* memory = std::malloc(size);
-    if (memory) {
-        ++blocks;
-        back_large_block(memory, size);
-    }
+    void* memory = take_large_block(size);
+    if (!memory) memory = std::malloc(size);
+    if (!memory && drop_large_blocks()) memory = std::malloc(size);
+    if (!memory) return nullptr;
+    ++blocks;
+    back_large_block(memory, size);
     return memory;
 }
 
 void* heap_realloc(void* memory, std::size_t new_size)
 {
+    if (!memory) return heap_alloc(new_size);
     if (new_size == 0 || refuse_this_call()) return nullptr;
     void* resized = std::realloc(memory, new_size);
-    if (resized && !memory) ++blocks;
+    if (!resized && drop_large_blocks()) resized = std::realloc(memory, new_size);
     if (resized) back_large_block(resized, new_size);
     return resized;
 }
@@ -68,7 +70,7 @@ void* heap_realloc(void* memory, std::size_t new_size)
 void heap_free(void* memory)
 {
     if (memory) --blocks;
-    std::free(memory);
+    if (!keep_large_block(memory)) std::free(memory);
 }
 
 void heap_fail_nth(std::uint64_t nth)

@@ -37,7 +37,7 @@ constexpr std::size_t k_line = 64; ///< bytes of a cache line
 /// The memory of records.
 template <class rec_t> struct pool_chunks {
     rec_t* chunks[k_max_chunks]; ///< aligned to the cache line
-    void* blocks[k_max_chunks];  ///< what the heap gave for each chunk
+    void* blocks[k_max_chunks];  ///< what the heap gave, at the first chunk that lies there
     std::uint32_t count;
 };
 
@@ -54,15 +54,19 @@ template <class rec_t> rec_t& pool_at(const pool<rec_t>& p, handle<rec_t> h)
     return p.memory.chunks[h.i >> k_chunk_bits][h.i & (k_chunk_size - 1)];
 }
 
-template <class rec_t> bool chunks_add(pool_chunks<rec_t>* c)
+/// Adds `more` chunks in one block: the larger the block, the more of it lies on large pages.
+template <class rec_t> bool chunks_add(pool_chunks<rec_t>* c, std::uint32_t more)
 {
-    if (c->count == k_max_chunks) return false;
-    auto* block = static_cast<unsigned char*>(heap_alloc(sizeof(rec_t) * k_chunk_size + k_line));
+    if (more > k_max_chunks - c->count) return false;
+    const std::size_t size = sizeof(rec_t) * k_chunk_size * more + k_line;
+    auto* block = static_cast<unsigned char*>(heap_alloc(size));
     if (!block) return false;
     const std::size_t past_line = reinterpret_cast<std::uintptr_t>(block) % k_line;
-    const std::size_t skipped = past_line ? k_line - past_line : 0;
-    c->blocks[c->count] = block;
-    c->chunks[c->count++] = reinterpret_cast<rec_t*>(block + skipped);
+    auto* records = reinterpret_cast<rec_t*>(block + (past_line ? k_line - past_line : 0));
+    for (std::uint32_t i = 0; i < more; ++i, records += k_chunk_size) {
+        c->blocks[c->count] = i == 0 ? block : nullptr;
+        c->chunks[c->count++] = records;
+    }
     return true;
 }
 
@@ -82,9 +86,19 @@ template <class rec_t> handle<rec_t> pool_take(pool<rec_t>* p)
     }
     const std::uint32_t next = p->used ? p->used : 1;
     if (next == 0xFFFFFFFFu) return {};
-    if ((next >> k_chunk_bits) >= p->memory.count && !chunks_add(&p->memory)) return {};
+    if ((next >> k_chunk_bits) >= p->memory.count && !chunks_add(&p->memory, 1)) return {};
     p->used = next + 1;
     return {next};
+}
+
+/// Makes room for `more` records at once, which are then taken one by one. It is no failure when
+/// there is not that much memory.
+template <class rec_t> void pool_reserve(pool<rec_t>* p, std::uint32_t more)
+{
+    const std::uint64_t end = std::uint64_t{p->used ? p->used : 1} + more;
+    const std::uint64_t chunks = (end + k_chunk_size - 1) >> k_chunk_bits;
+    if (chunks > p->memory.count && chunks <= k_max_chunks)
+        chunks_add(&p->memory, static_cast<std::uint32_t>(chunks) - p->memory.count);
 }
 
 /// Takes a record back; its handle may be given out again.

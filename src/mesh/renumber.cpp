@@ -57,8 +57,8 @@ template <class rec_t> handle<rec_t> new_handle(handle<rec_t> h, const renumberi
 // permutation in place.
 template <class rec_t> bool copy_records(renumbering<rec_t>* r)
 {
+    if (!chunks_add(&r->moved, (r->count >> k_chunk_bits) + 1)) return false;
     for (std::uint32_t i = 1; i <= r->count;) {
-        if ((i >> k_chunk_bits) >= r->moved.count && !chunks_add(&r->moved)) return false;
         rec_t* const chunk = r->moved.chunks[i >> k_chunk_bits];
         const std::uint32_t behind = ((i >> k_chunk_bits) + 1) << k_chunk_bits;
         const std::uint32_t end = behind <= r->count ? behind : r->count + 1;

@@ -175,6 +175,9 @@ bool make_records(planting* p)
 {
     std::uint32_t* const objs = p->stream;
     std::memset(objs, 0, sizeof(std::uint32_t) * p->soup->count);
+    pool_reserve(&obj_pool, p->ctx->tr_count);
+    pool_reserve(&tr_pool, p->ctx->tr_count);
+    pool_reserve(&vtx_pool, p->welded ? p->soup->place_count : p->ctx->tr_count * 3);
     return walk_leaves(p->ctx->root, everywhere, [&](cell_node& leaf) {
         for (std::uint32_t i = leaf.list.count; i-- > 0;) {
             obj_h& entry = leaf.list.items[i];

@@ -75,11 +75,11 @@ bool walk_fan(vtx_h v, tr_h start)
     return end == walk_is_ring;
 }
 
-bool reserve_fans(vtx_table* table, std::uint32_t more)
+bool reserve_fans(vtx_table* table, std::uint64_t more)
 {
-    const std::uint64_t wanted = std::uint64_t{table->fans_used} + more;
+    const std::uint64_t wanted = table->fans_used + more;
     if (wanted <= table->fans_capacity) return true;
-    const std::uint64_t capacity = wanted + wanted / 4;
+    const std::uint64_t capacity = wanted + table->fans_used / 4;
     void* grown = heap_realloc(table->fans, sizeof(tr_h) * capacity);
     if (!grown) return false;
     table->fans = static_cast<tr_h*>(grown);
@@ -144,9 +144,11 @@ bool build_fan(vtx_table* table, std::uint32_t place, tr_h first)
     return true;
 }
 
-bool build_fans(vtx_table* table, const tr_h* firsts)
+// Room for all corners is taken at once, if there is that much.
+bool build_fans(vtx_table* table, const tr_h* firsts, std::uint32_t tr_count)
 {
     table->fans_used = 0;
+    reserve_fans(table, std::uint64_t{3} * tr_count);
     for (std::uint32_t i = 0; i < table->count; ++i)
         if (!build_fan(table, i, firsts[i])) return false;
     return true;
@@ -163,7 +165,7 @@ stage_result vtx_table_refresh(vtx_table* table, std::int32_t* err, mesh_ctx* ct
     if (done) {
         std::memset(static_cast<void*>(firsts), 0, size);
         note_first_trs(*table, firsts, ctx);
-        done = build_fans(table, firsts);
+        done = build_fans(table, firsts, ctx->tr_count);
     }
     heap_free(firsts);
     if (done) return stage_ok;
