@@ -190,7 +190,7 @@ bool tr_assign_id(obj_h o, bool force, mesh_ctx* ctx)
 
 void mesh_records_free()
 {
-    for (std::uint32_t c = 0; any_cold_chunk && c < k_max_chunks; ++c) {
+    for (std::uint32_t c = 0; any_cold_chunk && c < tr_pool.memory.count; ++c) {
         heap_free(cold_chunks[c]);
         cold_chunks[c] = nullptr;
     }
