@@ -43,15 +43,41 @@ double edge_len_f(const tr_rec& tr, int e)
     return static_cast<double>(static_cast<float>(edge_len(tr, e)));
 }
 
-// Recomputes the normal of `tr` and puts the old one back; the degenerate mark stays as computed.
-bool nrm_keeps_side(tr_rec* tr)
+// The normals that the fan had in a trial that has passed. The move itself puts the same corners
+// at the same places, so it needs no others.
+struct trial_nrms {
+    vtx_h v; // none: there is nothing to be had here
+    vtx_h target;
+    float nrm[k_most_valence][3]; // by place in the fan
+};
+
+// Too large for the stack; one vertex is tried at a time.
+trial_nrms tried;
+
+// Recomputes the normal of `tr` into `out` and leaves the old one; the degenerate mark stays as
+// computed.
+bool nrm_keeps_side(tr_rec* tr, float* out)
 {
     float kept[3];
     vec_copy(tr->nrm, kept);
     tr_recompute_nrm(tr, true, nullptr);
-    const bool flips = !(tr->flags & tr_no_nrm) && vec_dot(tr->nrm, kept) < 0.0;
+    vec_copy(tr->nrm, out);
     vec_copy(kept, tr->nrm);
-    return !flips;
+    return (tr->flags & tr_no_nrm) || !(vec_dot(out, kept) < 0.0);
+}
+
+// A collapsed triangle that has the vertex twice is not moved as the trial has it.
+bool has_twice(const tr_rec& tr, vtx_h v)
+{
+    return (tr.vtx[0] == v) + (tr.vtx[1] == v) + (tr.vtx[2] == v) > 1;
+}
+
+bool moves_as_tried(const vtx_site& site)
+{
+    if (site.fan.count > k_most_valence) return false;
+    for (const tr_h t : site.fan)
+        if (has_twice(rec(t), site.v)) return false;
+    return true;
 }
 
 bool run_tests(const vtx_site& site, const float* before, const float* after, unsigned tests)
@@ -92,13 +118,19 @@ bool trial_passes(const vtx_site& site, vtx_h target, unsigned tests)
     put_at(site.v, after);
     const bool passes = run_tests(site, before, after, tests);
     put_at(site.v, before);
+    const bool keep = passes && (tests & test_normals) && moves_as_tried(site);
+    tried.v = keep ? site.v : vtx_h{};
+    tried.target = target;
     return passes;
 }
 
 bool vtx_normals_ok(const vtx_site& site)
 {
-    for (const tr_h t : site.fan)
-        if (!nrm_keeps_side(&rec(t))) return false;
+    float unkept[3];
+    for (std::uint32_t k = 0; k < site.fan.count; ++k) {
+        float* out = k < k_most_valence ? tried.nrm[k] : unkept;
+        if (!nrm_keeps_side(&rec(site.fan.first[k]), out)) return false;
+    }
     return true;
 }
 
@@ -187,9 +219,17 @@ vtx_h vtx_shortest_nb(const vtx_site& site)
 void vtx_commit(const vtx_site& site, vtx_h target)
 {
     if (site.params->mode != mode_aspect) vec_copy(rec(site.v).pos, site.info->moved);
+    const bool known = tried.v == site.v && tried.target == target;
+    tried.v = {};
     vtx_replace(site, target);
-    for (const tr_h t : site.fan)
-        tr_recompute_nrm(&rec(t), true, nullptr);
+    for (std::uint32_t k = 0; k < site.fan.count; ++k) {
+        tr_rec* const tr = &rec(site.fan.first[k]);
+        if (known) {
+            vec_copy(tried.nrm[k], tr->nrm);
+        } else {
+            tr_recompute_nrm(tr, true, nullptr);
+        }
+    }
 }
 
 void lock_fan(const vtx_site& site)

@@ -61,7 +61,8 @@ bool vtx_fan_angles_ok(const vtx_site& site);
 vtx_h vtx_shortest_nb(const vtx_site& site);
 
 /// Puts T in V's place in all fan triangles and in the table, and computes the fan's normals for
-/// good. The place that V leaves goes into `moved`, except in mode 4.
+/// good, or takes them over from the trial of this move if that was the last one. The place that V
+/// leaves goes into `moved`, except in mode 4.
 void vtx_commit(const vtx_site& site, vtx_h target);
 
 /// Locks V and all corners of its fan for the rest of the cycle.
