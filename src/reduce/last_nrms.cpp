@@ -111,6 +111,20 @@ bool has_equal_after(const vtx_fan& fan, std::uint32_t place)
     return false;
 }
 
+// No two normals of a fan of ordinary size are equal along the first axis. On a curved surface that
+// is the rule, and found without a branch for each pair.
+bool all_apart_on_x(const vtx_fan& fan)
+{
+    float x[k_plain_fan];
+    unsigned near = 0;
+    for (std::uint32_t k = 0; k < fan.count; ++k) {
+        x[k] = nrm_at(fan, k)[0];
+        for (std::uint32_t i = 0; i < k; ++i)
+            near |= !(std::fabs(x[i] - x[k]) > merge_tol);
+    }
+    return near == 0;
+}
+
 void grid_add(const vtx_fan& fan, std::uint32_t place)
 {
     const float* nrm = nrm_at(fan, place);
@@ -133,6 +147,11 @@ void mark_last_nrms_plainly(const vtx_fan& fan, bool* last)
 
 void mark_last_nrms(const vtx_fan& fan, bool* last)
 {
+    if (fan.count <= k_plain_fan && all_apart_on_x(fan)) {
+        for (std::uint32_t k = 0; k < fan.count; ++k)
+            last[k] = true;
+        return;
+    }
     if (fan.count <= k_plain_fan || fan.count > k_most_trs || !(merge_tol > 0.0f)) {
         mark_last_nrms_plainly(fan, last);
         return;

@@ -173,15 +173,17 @@ void nrm_trial_step(const vtx_fan& fan, const float* nrm, const fan_look& look, 
     vec_along(trial, rec(fan.first[look.min_place]).nrm, step);
 }
 
-// One attempt to see the worst triangle better; kept only if it helps.
-void improve_good_nrm(const vtx_fan& fan, float* nrm, const fan_look& look)
+// One attempt to see the worst triangle better; kept only if it helps. Returns whether it did.
+bool improve_good_nrm(const vtx_fan& fan, float* nrm, const fan_look& look)
 {
-    if (!(look.min < k_good_dot)) return;
+    if (!(look.min < k_good_dot)) return false;
     float trial[3];
     vec_copy(nrm, trial);
     nrm_trial_step(fan, nrm, look, trial);
     vec_unit_checked(trial);
-    if (fan_dots(fan, trial).min > look.min) vec_copy(trial, nrm);
+    if (!(fan_dots(fan, trial).min > look.min)) return false;
+    vec_copy(trial, nrm);
+    return true;
 }
 
 void report_large_fan(std::uint32_t count)
@@ -199,22 +201,27 @@ struct nrm_search {
     bool success;
 };
 
-void search_round(const vtx_fan& fan, nrm_search* s)
+// Returns whether the next round may differ: one that leaves the normal as it was would only be
+// done again.
+bool search_round(const vtx_fan& fan, nrm_search* s)
 {
     const fan_look look = fan_dots(fan, s->nrm);
     if (look.min < -k_eps && look.max < -k_eps && !s->flipped) {
         for (float& c : s->nrm)
             c = -c;
         s->flipped = true;
-    } else if (look.min < -k_eps) {
+        return true;
+    }
+    if (look.min < -k_eps) {
         if (!s->has_saved) vec_copy(s->nrm, s->saved);
         s->has_saved = true;
         nrm_push_out(s->nrm, rec(fan.first[look.min_place]).nrm, look.min);
         vec_unit_checked(s->nrm);
-    } else if (look.min > k_eps) {
-        improve_good_nrm(fan, s->nrm, look);
-        s->success = true;
+        return true;
     }
+    if (!(look.min > k_eps)) return false;
+    s->success = true;
+    return improve_good_nrm(fan, s->nrm, look);
 }
 
 // By their bits: a NaN is as good a state as any, and -0 is another than +0.
@@ -243,7 +250,7 @@ void search_rounds(const vtx_fan& fan, nrm_search* s)
     std::uint32_t left = fan.count;
     bool repeats = false;
     while (left > 0) {
-        search_round(fan, s);
+        if (!search_round(fan, s)) return;
         --left;
         ++since;
         if (repeats) continue;
