@@ -85,15 +85,22 @@ double corner_cos(const tr_rec& tr, int i)
     return vec_dot(e1, e2);
 }
 
-bool tr_has_sound_edges(const tr_rec& tr)
+// Floats of this size or more that differ do so by 7e-15 at least.
+static bool coordinate_is_plain(float c)
 {
-    constexpr double k_least_len2 = 1e-30; // far above the smallest normal float
-    for (int i = 0; i < 3; ++i) {
-        float e[3];
-        edge_vec(tr, i, e);
-        if (!(vec_dot(e, e) >= k_least_len2)) return false;
+    return c == 0.0f || std::fabs(c) >= 1e-7f;
+}
+
+bool vtxs_are_apart()
+{
+    bool apart = true;
+    for (std::uint32_t i = 1; i < vtx_pool.used && apart; ++i) {
+        const vtx_rec& v = rec(vtx_h{i});
+        if (v.holders == 0) continue;
+        for (const float c : v.pos)
+            apart = apart && coordinate_is_plain(c);
     }
-    return true;
+    return apart;
 }
 
 max_cos_result tr_max_cos(const tr_rec& tr, double limit)

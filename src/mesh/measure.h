@@ -57,9 +57,10 @@ struct max_cos_result {
     int corner; ///< its corner, the first of equals
 };
 
-/// All edges are long enough that no cosine is beyond 1 by more than rounding: squares do not sink
-/// below what a float holds.
-bool tr_has_sound_edges(const tr_rec& tr);
+/// No two vertices are so near to each other that the squares of their distances sink below what a
+/// float holds: then no cosine in the mesh is beyond 1 by more than rounding. May be false without
+/// need.
+bool vtxs_are_apart();
 
 /// Cosines of all corners against `limit`.
 max_cos_result tr_max_cos(const tr_rec& tr, double limit);

@@ -155,11 +155,9 @@ stage_result thin_turn(std::int32_t cycle, thin_counts* counts, std::int32_t* er
 std::uint32_t count_bad_triangles(double limit, mesh_ctx* ctx)
 {
     std::uint32_t bad = 0;
-    const bool none_if_sound = limit >= k_no_angle_limit;
+    if (limit >= k_no_angle_limit && vtxs_are_apart()) return bad;
     for_each_obj_once(ctx, [&](obj_h, cell_obj& obj) {
-        const tr_rec& tr = rec(obj.tr);
-        if (none_if_sound && tr_has_sound_edges(tr)) return true;
-        if (tr_max_cos(tr, limit).above) ++bad;
+        if (tr_max_cos(rec(obj.tr), limit).above) ++bad;
         return true;
     });
     return bad;
