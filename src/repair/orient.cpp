@@ -33,6 +33,7 @@ struct orientation {
     seed thin; // the last sliver that the search has met, for when nothing better is left
     topo_ctx* topo;
     mesh_ctx* ctx;
+    std::uint32_t tr_count; // all triangles
     std::uint32_t components;
     std::uint32_t normals;
 };
@@ -47,12 +48,11 @@ void mark_branch(const edge_sort& table, std::uint32_t place, std::uint32_t end)
     }
 }
 
-bool mark_by_position(mesh_ctx* ctx)
+bool mark_by_position(std::uint32_t* count, mesh_ctx* ctx)
 {
     obj_list objs = {};
-    std::uint32_t count = 0;
     ++ctx->visit_stamp;
-    const bool done = tree_collect(ctx->root, &objs, &count, ctx) && mark_branch_edges(objs);
+    const bool done = tree_collect(ctx->root, &objs, count, ctx) && mark_branch_edges(objs);
     list_free(&objs);
     return done;
 }
@@ -68,11 +68,13 @@ void mark_in_groups(edge_groups* groups)
     });
 }
 
-bool mark_all_branch_edges(edge_groups* groups, mesh_ctx* ctx)
+// @param count  raised by the number of triangles
+bool mark_all_branch_edges(edge_groups* groups, std::uint32_t* count, mesh_ctx* ctx)
 {
-    if (!ctx->topo->vtx_distinct || !groups->starts) return mark_by_position(ctx);
-    for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
+    if (!ctx->topo->vtx_distinct || !groups->starts) return mark_by_position(count, ctx);
+    for_each_obj_once(ctx, [count](obj_h, const cell_obj& obj) {
         rec(obj.tr).branch_edges = rec(obj.tr).ray_nrm = 0;
+        ++*count;
         return true;
     });
     mark_in_groups(groups);
@@ -133,10 +135,17 @@ seed find_seed(node_h n, orientation* job)
     return found;
 }
 
+// One piece was all: then there is no need to look for another. (A sliver that is judged again
+// counts twice, but makes a second piece.)
+bool all_reached(const orientation& job)
+{
+    return job.components == 1 && job.normals == job.tr_count;
+}
+
 // The sliver is not looked at again: it may have been reached since, and is then judged alone.
 seed next_seed(orientation* job)
 {
-    seed found = find_seed(job->ctx->root, job);
+    seed found = all_reached(*job) ? seed{} : find_seed(job->ctx->root, job);
     if (!found.obj) {
         found = job->thin;
         job->thin = {};
@@ -278,10 +287,11 @@ bool mark_branch_edges(const obj_list& objs)
 
 stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
 {
-    const bool marked = mark_all_branch_edges(topo->sides, ctx);
+    std::uint32_t count = 0;
+    const bool marked = mark_all_branch_edges(topo->sides, &count, ctx);
     edge_groups_free(topo->sides);
     if (!marked) return stage_failed;
-    orientation job = {{}, {}, ray_caster_open(*ctx), {}, 0, {}, topo, ctx, 0, 0};
+    orientation job = {{}, {}, ray_caster_open(*ctx), {}, 0, {}, topo, ctx, count, 0, 0};
     topo->inconsistent = 0;
     topo->components = 0;
     reset_search_done(ctx->root);

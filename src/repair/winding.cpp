@@ -28,9 +28,9 @@ void swap_corner_values(tr_cold* c, int i, int j)
     std::swap(c->corner_val[i], c->corner_val[j]);
 }
 
-bool corner_is_at(const tr_rec& tr, int i, const float* pos)
+bool corner_is_at(const tr_rec& tr, int i, vtx_h v)
 {
-    return pts_equal(corner_pos(tr, i), pos);
+    return tr.vtx[i] == v || pts_equal(corner_pos(tr, i), rec(v).pos);
 }
 
 // The first pass keeps off branches and defects, so that a piece is filled from its sound inside
@@ -86,8 +86,8 @@ void match_winding(const tr_rec& tr, tr_h n, int slot)
 {
     const tr_rec& nb = rec(n);
     if (nb.flags & tr_nrm_done) return;
-    const float* a = corner_pos(tr, slot);
-    const float* b = corner_pos(tr, next3(slot));
+    const vtx_h a = tr.vtx[slot];
+    const vtx_h b = tr.vtx[next3(slot)];
     const int b_goal = next3(slot);
     const int a_goal = next3(b_goal);
     if (!corner_is_at(nb, b_goal, b)) {
