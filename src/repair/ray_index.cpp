@@ -28,12 +28,15 @@ namespace {
 //
 // Which axis is dropped follows from the stored normal, which may be computed anew from another
 // corner while the index stands. With such corners all of them agree to 1e-5, so each axis that can
-// be the largest of the unit normal has more than half of it.
+// be the largest of the unit normal has more than half of it. That takes one corner that is clearly
+// not flat: without one the normal comes from the foot of the height, which stands on a coarse grid
+// where coordinates are large, and may point anywhere.
 constexpr double k_most_extent = 1e8;     // largest coordinate that the argument covers
 constexpr double k_snap = 4e-6;           // more than any snapping distance, with slopes
 constexpr double k_line_share = 1e-5;     // of the largest coordinate
 constexpr double k_tilt_share = 1e-3;     // of the longest edge
 constexpr double k_least_sine = 0.01;     // at each corner
+constexpr double k_least_widest = 0.1;    // sine at the widest corner; the cosine is below 0.996
 constexpr double k_least_edge = 1e-9;     // below, squares lose digits
 constexpr double k_least_area = 1e-12;    // twice the area; below, its square does
 constexpr double k_least_nrm_part = 0.55; // of the stored normal's axis in the true unit normal
@@ -78,7 +81,8 @@ shape shape_of(const tr_rec& tr)
                false};
     const double area = length(s.nrm);
     s.clear = area >= k_least_area && shortest >= k_least_edge &&
-              area >= k_least_sine * (longest * longest);
+              area >= k_least_sine * (longest * longest) &&
+              area >= k_least_widest * (shortest * longest);
     for (double& part : s.nrm)
         part /= area;
     return s;

@@ -1,4 +1,5 @@
 #include "linked.h"
+#include "repair/ray.h"
 #include "repair/seed_ray.h"
 #include "repair/winding.h"
 
@@ -282,6 +283,29 @@ TEST(seed_ray, tells_the_same_by_the_index_as_through_all_leaves)
     }
     for (const int count : clean)
         EXPECT_GT(count, 1000); // even, odd and not clean
+}
+
+// The height of so flat a triangle is lost in the grid of the first coordinate, and its normal lies
+// along that axis instead of across.
+TEST(ray_index, has_a_triangle_where_its_lost_normal_lets_it_be_met)
+{
+    const mesh_fixture m({{{1000.0f, 1.0f, 1.0f},
+                           {1000.00006f, 0.998469949f, 1.0005852f},
+                           {1000.00006f, 0.999203026f, 1.00030482f}}},
+                         {{{0, 1, 2}}});
+    ray_index index = {};
+    ASSERT_TRUE(ray_index_build(&index));
+    tr_rec& tr = rec(m.trs[0]);
+    tr_recompute_nrm(&tr, true, nullptr);
+    const float from[3] = {1000.21442f, 1.13204157f, 1.03171754f};
+    const float to[3] = {999.698792f, 0.866116583f, 0.968986869f};
+    EXPECT_EQ(segment_triangle_class(tr, segment_between(from, to)), crossing_on_boundary);
+    index_line line;
+    ASSERT_TRUE(index_line_between(from, to, 0.0, index, &line));
+    bool found = false;
+    for_each_near_line(index, line, [&](const index_entry&) { return found = true; });
+    EXPECT_TRUE(found);
+    ray_index_free(&index);
 }
 
 } // namespace
