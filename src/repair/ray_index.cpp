@@ -40,17 +40,24 @@ constexpr double k_least_widest = 0.1;    // sine at the widest corner; the cosi
 constexpr double k_least_edge = 1e-9;     // below, squares lose digits
 constexpr double k_least_area = 1e-12;    // twice the area; below, its square does
 constexpr double k_least_nrm_part = 0.55; // of the stored normal's axis in the true unit normal
-constexpr std::uint32_t k_node_entries = 4;
 
 constexpr double k_least_extent = 1e-6;
 constexpr double k_still_share = 1e-6; // of the largest coordinate: so little is no movement
 constexpr float k_still_pace = 1e20f;
+
+constexpr float k_endless = std::numeric_limits<float>::infinity();
+constexpr float k_sides_share = 2e-5f; // rounding in the sides, of the square of what is near
 
 struct shape {
     double nrm[3]; // unit, of no matter which side
     double longest;
     bool clear; // corners and sizes are such that all computed normals agree
 };
+
+double slack_of(double longest)
+{
+    return k_snap + k_tilt_share * longest;
+}
 
 void edge_of(const tr_rec& tr, int i, double* out)
 {
@@ -106,7 +113,20 @@ bool is_in_range(const tr_rec& tr)
     return true;
 }
 
-// All triangles in the tree, while the index is built.
+// A triangle in its box, while the index is built.
+struct boxed_tr {
+    aabb box;
+    tr_h tr;
+    float longest; // of the edges, or endless
+};
+
+struct boxed_trs {
+    boxed_tr* items; // owned
+    std::uint32_t count;
+    std::uint32_t capacity;
+};
+
+// All triangles in the tree.
 struct collection {
     tr_h* trs; // owned
     std::uint32_t count;
@@ -150,8 +170,8 @@ void widen_extent(const aabb& box, ray_index* index)
     }
 }
 
-// Enters what lies clearly and leaves the others in the collection, or enters those along an axis.
-bool enter_trs(int tree, std::uint32_t* capacity, collection* all, ray_index* index)
+// Boxes what lies clearly and leaves the others in the collection, or boxes those along an axis.
+bool box_trs(std::uint32_t tree, collection* all, boxed_trs* boxed, ray_index* index)
 {
     std::uint32_t left = 0;
     for (std::uint32_t i = 0; i < all->count; ++i) {
@@ -161,35 +181,36 @@ bool enter_trs(int tree, std::uint32_t* capacity, collection* all, ray_index* in
             all->trs[left++] = all->trs[i];
             continue;
         }
-        if (!make_room(&index->entries, index->entry_count, capacity)) return false;
-        index_entry entry = {box_of_tr(tr), all->trs[i], {}};
-        widen_extent(entry.box, index);
-        box_widen(&entry.box, k_snap + k_tilt_share * s.longest);
+        if (!make_room(&boxed->items, boxed->count, &boxed->capacity)) return false;
+        boxed_tr item = {box_of_tr(tr), all->trs[i], static_cast<float>(s.longest)};
+        widen_extent(item.box, index);
+        box_widen(&item.box, slack_of(s.longest));
         if (tree != 0) {
-            entry.box.min[tree - 1] = -std::numeric_limits<float>::infinity();
-            entry.box.max[tree - 1] = std::numeric_limits<float>::infinity();
+            item.box.min[tree - 1] = -k_endless;
+            item.box.max[tree - 1] = k_endless;
+            item.longest = k_endless;
         }
-        index->entries[index->entry_count++] = entry;
+        boxed->items[boxed->count++] = item;
     }
     if (tree == 0) all->count = left;
     return true;
 }
 
-float middle(const index_entry& entry, int axis)
+float middle(const boxed_tr& item, int axis)
 {
-    return entry.box.min[axis] + entry.box.max[axis];
+    return item.box.min[axis] + item.box.max[axis];
 }
 
 // The axis along which the middles spread furthest; that of endless boxes is none.
-int axis_to_part(const index_entry* entries, std::uint32_t count)
+int axis_to_part(const boxed_tr* items, std::uint32_t count)
 {
     int widest = 0;
     float spread = -1.0f;
     for (int axis = 0; axis < 3; ++axis) {
-        float low = middle(entries[0], axis);
+        float low = middle(items[0], axis);
         float high = low;
         for (std::uint32_t i = 1; i < count; ++i) {
-            const float at = middle(entries[i], axis);
+            const float at = middle(items[i], axis);
             low = at < low ? at : low;
             high = at > high ? at : high;
         }
@@ -200,54 +221,86 @@ int axis_to_part(const index_entry* entries, std::uint32_t count)
     return widest;
 }
 
-aabb box_of_entries(const index_entry* entries, std::uint32_t count)
+aabb box_of_items(const boxed_tr* items, std::uint32_t count)
 {
-    aabb box = entries[0].box;
+    aabb box = items[0].box;
     for (std::uint32_t i = 1; i < count; ++i) {
-        box_add(&box, entries[i].box.min);
-        box_add(&box, entries[i].box.max);
+        box_add(&box, items[i].box.min);
+        box_add(&box, items[i].box.max);
     }
     return box;
 }
 
-// Halves the entries until they are few. Nodes are filled from the front, siblings side by side.
-void build_node(ray_index* index, std::uint32_t node, std::uint32_t first, std::uint32_t count)
+// Halves the items until they are few. Nodes are filled from the front, siblings side by side.
+void build_node(ray_index* index, std::uint32_t node, boxed_tr* all, std::uint32_t first,
+                std::uint32_t count)
 {
-    index_entry* const entries = index->entries + first;
-    index->nodes[node] = {box_of_entries(entries, count), first, count};
-    if (count <= k_node_entries) return;
-    const int axis = axis_to_part(entries, count);
+    boxed_tr* const items = all + first;
+    index->nodes[node] = {box_of_items(items, count), first, count};
+    if (count <= k_box_row) return;
+    const int axis = axis_to_part(items, count);
     const std::uint32_t half = count / 2;
-    std::nth_element(entries, entries + half, entries + count,
-                     [axis](const index_entry& a, const index_entry& b) {
-                         return middle(a, axis) < middle(b, axis);
-                     });
+    std::nth_element(
+        items, items + half, items + count,
+        [axis](const boxed_tr& a, const boxed_tr& b) { return middle(a, axis) < middle(b, axis); });
     const std::uint32_t low = index->node_count;
     index->node_count += 2;
     index->nodes[node].first = low;
     index->nodes[node].count = 0;
-    build_node(index, low, first, half);
-    build_node(index, low + 1, first + half, count - half);
+    build_node(index, low, all, first, half);
+    build_node(index, low + 1, all, first + half, count - half);
 }
 
-// One tree after the other; a tree has fewer nodes than entries, or one.
-bool build_trees(collection* all, ray_index* index)
+// The entries in the order of the nodes, and their faces in rows.
+void enter_items(const boxed_trs& boxed, ray_index* index)
 {
-    std::uint32_t capacity = 0;
-    std::uint32_t starts[k_index_trees + 1] = {};
-    for (int tree = 0; tree < k_index_trees; ++tree) {
-        if (!enter_trs(tree, &capacity, all, index)) return false;
-        starts[tree + 1] = index->entry_count;
+    for (std::uint32_t i = 0; i < boxed.count; ++i) {
+        const boxed_tr& item = boxed.items[i];
+        index_entry* const entry = &index->entries[i];
+        entry->tr = item.tr;
+        entry->longest = item.longest;
+        entry->plane = {};
+        for (int k = 0; k < 3; ++k)
+            vec_copy(corner_pos(rec(item.tr), k), entry->corners[k]);
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            index->faces[std::size_t{k} * index->row + i] = item.box.min[k];
+            index->faces[std::size_t{k + 3} * index->row + i] = item.box.max[k];
+        }
     }
-    index->nodes = heap_array<index_node>(std::size_t{index->entry_count} + k_index_trees);
-    if (!index->nodes) return false;
-    for (int tree = 0; tree < k_index_trees; ++tree) {
+}
+
+// Halves of more than a row have half a row at least, so there are a quarter as many nodes as
+// items.
+bool make_index_room(std::uint32_t count, ray_index* index)
+{
+    index->row = count + k_box_row;
+    const std::size_t faces = 6 * std::size_t{index->row};
+    index->entries = heap_array<index_entry>(count);
+    index->faces = heap_array<float>(faces);
+    index->nodes = heap_array<index_node>(std::size_t{count} / 4 + k_index_trees);
+    if (!index->entries || !index->faces || !index->nodes) return false;
+    for (std::size_t i = 0; i < faces; ++i)
+        index->faces[i] = 0.0f;
+    return true;
+}
+
+// One tree after the other.
+bool build_trees(collection* all, boxed_trs* boxed, ray_index* index)
+{
+    std::uint32_t starts[k_index_trees + 1] = {};
+    for (std::uint32_t tree = 0; tree < k_index_trees; ++tree) {
+        if (!box_trs(tree, all, boxed, index)) return false;
+        starts[tree + 1] = boxed->count;
+    }
+    if (!make_index_room(boxed->count, index)) return false;
+    for (std::uint32_t tree = 0; tree < k_index_trees; ++tree) {
         const std::uint32_t count = starts[tree + 1] - starts[tree];
         index->roots[tree] = k_no_root;
         if (count == 0) continue;
         index->roots[tree] = index->node_count++;
-        build_node(index, index->roots[tree], starts[tree], count);
+        build_node(index, index->roots[tree], boxed->items, starts[tree], count);
     }
+    enter_items(*boxed, index);
     return true;
 }
 
@@ -256,8 +309,10 @@ bool build_trees(collection* all, ray_index* index)
 bool ray_index_build(ray_index* index)
 {
     collection all = {};
-    const bool built = collect_trs(&all) && build_trees(&all, index);
+    boxed_trs boxed = {};
+    const bool built = collect_trs(&all) && build_trees(&all, &boxed, index);
     heap_free(all.trs);
+    heap_free(boxed.items);
     if (!built) ray_index_free(index);
     return built;
 }
@@ -265,6 +320,7 @@ bool ray_index_build(ray_index* index)
 void ray_index_free(ray_index* index)
 {
     heap_free(index->entries);
+    heap_free(index->faces);
     heap_free(index->nodes);
     *index = {};
 }
@@ -275,6 +331,8 @@ bool index_line_between(const float* from, const float* to, double stray, const 
                         index_line* line)
 {
     double extent = std::fmax(index.extent, k_least_extent);
+    const double len = pt_dist(from, to);
+    if (!(len > 0.0)) return false;
     for (int i = 0; i < 3; ++i) {
         const double start = std::fabs(static_cast<double>(from[i]));
         const double end = std::fabs(static_cast<double>(to[i]));
@@ -285,12 +343,53 @@ bool index_line_between(const float* from, const float* to, double stray, const 
         const double way = static_cast<double>(to[i]) - static_cast<double>(from[i]);
         const bool moves = std::fabs(way) > k_still_share * extent;
         line->from[i] = from[i];
+        line->way[i] = static_cast<float>(way);
+        line->dir[i] = static_cast<float>(way / len);
         line->pace[i] = moves ? static_cast<float>(1.0 / way) : k_still_pace;
         line->forward[i] = !moves || way > 0.0;
     }
     const double margin = stray + k_line_share * extent;
     line->margin = static_cast<float>(margin);
+    for (int i = 0; i < 3; ++i) {
+        const float back = line->forward[i] ? line->margin : -line->margin;
+        line->first[i] = line->from[i] + back;
+        line->last[i] = line->from[i] - back;
+    }
     return margin <= k_most_extent;
+}
+
+static float larger(float a, float b)
+{
+    return a > b ? a : b;
+}
+
+// The line passes the edges one by one, on one side or the other: the side is the volume that an
+// edge spans with the line's direction. Past a triangle that it meets it is on the same side of
+// all. Where the test can find a point the line is off the triangle by twice the slack and the
+// margin at most. Moved by so much, it changes a volume by as much for each unit of the edge. So
+// with edges on both sides, and both volumes beyond that, the triangle is missed. Places are taken
+// from where the line enters the box, which keeps rounding small.
+bool line_nears_outline(const index_line& line, const index_entry& entry, float at)
+{
+    float start[3];
+    for (int i = 0; i < 3; ++i)
+        start[i] = line.from[i] + at * line.way[i];
+    float c[3][3];
+    for (int k = 0; k < 3; ++k)
+        vec_diff(start, entry.corners[k], c[k]);
+    float side[3];
+    for (int k = 0; k < 3; ++k) {
+        float span[3];
+        vec_cross(c[k], c[next3(k)], span);
+        side[k] = line.dir[0] * span[0] + line.dir[1] * span[1] + line.dir[2] * span[2];
+    }
+    const float slack =
+        static_cast<float>(k_snap) + static_cast<float>(k_tilt_share) * entry.longest + line.margin;
+    const float reach = entry.longest + slack;
+    const float bound = 2.0f * slack * entry.longest + k_sides_share * reach * reach;
+    const float high = larger(larger(side[0], side[1]), side[2]);
+    const float low = -larger(larger(-side[0], -side[1]), -side[2]);
+    return !((high > bound) & (low < -bound)); // one jump, which is hard to foretell
 }
 
 } // namespace velmora

@@ -15,11 +15,12 @@
 
 namespace velmora {
 
-/// A triangle and where it can be met.
+/// A triangle in the index.
 struct index_entry {
-    aabb box; ///< endless along the axis that does not count
     tr_h tr;
-    tr_plane plane;
+    float corners[3][3];
+    float longest;  ///< of the edges; endless when only the box counts
+    tr_plane plane; ///< for the exact test, which keeps it up to date
 };
 
 /// A box around entries that lie together, or around two nodes.
@@ -31,12 +32,19 @@ struct index_node {
 
 /// Triangles of which the normal says clearly where they lie stand in the first tree, once. The
 /// others stand in those of the axes along which the test may look at them, 0 to 2.
-constexpr int k_index_trees = 4;
+constexpr std::uint32_t k_index_trees = 4;
 constexpr std::uint32_t k_no_root = 0xFFFFFFFFu; ///< of a tree without entries
+
+/// Boxes that are held against a line together.
+constexpr std::uint32_t k_box_row = 16;
 
 struct ray_index {
     index_entry* entries; ///< owned
-    index_node* nodes;    ///< owned
+    /// Where the entries can be met: faces of boxes, each with all entries and k_box_row more; the
+    /// lower ones of each axis, then the upper. Endless along the axis that does not count. Owned.
+    float* faces;
+    std::uint32_t row; ///< from one face to the next
+    index_node* nodes; ///< owned
     std::uint32_t entry_count;
     std::uint32_t node_count;
     std::uint32_t roots[k_index_trees]; ///< a node or k_no_root
@@ -55,7 +63,11 @@ void ray_index_free(ray_index* index);
 /// is entered and left far beyond its ends, or is missed.
 struct index_line {
     float from[3];
-    float pace[3];   ///< shares per unit
+    float first[3]; ///< `from`, moved by the margin away from the face that comes first
+    float last[3];
+    float pace[3]; ///< shares per unit
+    float way[3];
+    float dir[3];    ///< unit vector
     float margin;    ///< by which all boxes are wider
     bool forward[3]; ///< the lower face of a box comes first
 };
@@ -71,18 +83,49 @@ inline bool line_meets_box(const index_line& line, const aabb& box)
     float enter = 0.0f;
     float leave = 1.0f;
     for (int i = 0; i < 3; ++i) {
-        const float low = box.min[i] - line.margin - line.from[i];
-        const float high = box.max[i] + line.margin - line.from[i];
-        const float first = (line.forward[i] ? low : high) * line.pace[i];
-        const float last = (line.forward[i] ? high : low) * line.pace[i];
-        enter = first > enter ? first : enter;
-        leave = last < leave ? last : leave;
+        const float first = line.forward[i] ? box.min[i] : box.max[i];
+        const float last = line.forward[i] ? box.max[i] : box.min[i];
+        const float in = (first - line.first[i]) * line.pace[i];
+        const float out = (last - line.last[i]) * line.pace[i];
+        enter = in > enter ? in : enter;
+        leave = out < leave ? out : leave;
     }
     return enter <= leave;
 }
 
-/// Calls `visit(index_entry&)` for each entry that the segment can meet, some triangles more than
-/// once, until it returns false.
+/// The shares at which a line enters and leaves boxes; those that it misses it leaves before.
+struct row_shares {
+    float enter[k_box_row];
+    float leave[k_box_row];
+};
+
+/// The same for the entries from `first` on.
+inline void line_through_row(const index_line& line, const ray_index& index, std::uint32_t first,
+                             row_shares* shares)
+{
+    for (std::uint32_t k = 0; k < k_box_row; ++k) {
+        shares->enter[k] = 0.0f;
+        shares->leave[k] = 1.0f;
+    }
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        const float* low = index.faces + std::size_t{i} * index.row + first;
+        const float* high = index.faces + std::size_t{i + 3} * index.row + first;
+        const float* ins = line.forward[i] ? low : high;
+        const float* outs = line.forward[i] ? high : low;
+        for (std::uint32_t k = 0; k < k_box_row; ++k) {
+            const float in = (ins[k] - line.first[i]) * line.pace[i];
+            const float out = (outs[k] - line.last[i]) * line.pace[i];
+            shares->enter[k] = in > shares->enter[k] ? in : shares->enter[k];
+            shares->leave[k] = out < shares->leave[k] ? out : shares->leave[k];
+        }
+    }
+}
+
+/// Whether the line, which enters the entry's box at that share, may come near its triangle.
+bool line_nears_outline(const index_line& line, const index_entry& entry, float at);
+
+/// Calls `visit(index_entry&)` for each entry that the segment can meet, some triangles more
+/// than once, until it returns false.
 template <class visit_fn>
 void for_each_near_line(const ray_index& index, const index_line& line, const visit_fn& visit)
 {
@@ -96,10 +139,15 @@ void for_each_near_line(const ray_index& index, const index_line& line, const vi
             if (node.count == 0) {
                 stack[depth++] = node.first + 1;
                 stack[depth++] = node.first;
+                continue;
             }
-            for (std::uint32_t i = node.first; i < node.first + node.count; ++i) {
-                index_entry& entry = index.entries[i];
-                if (line_meets_box(line, entry.box) && !visit(entry)) return;
+            row_shares shares;
+            line_through_row(line, index, node.first, &shares);
+            for (std::uint32_t k = 0; k < node.count; ++k) {
+                index_entry& entry = index.entries[node.first + k];
+                if (shares.enter[k] <= shares.leave[k] &&
+                    line_nears_outline(line, entry, shares.enter[k]) && !visit(entry))
+                    return;
             }
         }
     }
