@@ -16,8 +16,11 @@ struct leaf_place {
     float pos[3];
     std::uint32_t next;   ///< in the same chain of the hash
     std::uint32_t parent; ///< towards the cluster's first place, which is its own
-    std::uint32_t count; ///< of a first place: members of the cluster, then where the next one goes
-    bool alone;          ///< no other place in the cluster, and all boxes contain it
+    // Of a first place:
+    std::uint32_t count; ///< members of the cluster, then where the next one goes
+    bool all_meet;       ///< as in point_cluster
+    float low[3];        ///< the box of all places in the cluster
+    float high[3];
 };
 
 namespace {
@@ -44,7 +47,6 @@ void join_close_places(const leaf_points& leaf, const pt_grid& grid, std::uint32
         const std::uint32_t a = first_place(leaf.places, p);
         const std::uint32_t b = first_place(leaf.places, place);
         leaf.places[b].parent = a;
-        if (a != b) leaf.places[a].alone = false;
     }
 }
 
@@ -57,7 +59,9 @@ std::uint32_t place_of(const leaf_points& leaf, const pt_grid& grid, const float
     for (std::uint32_t p = *chain; p != k_nothing; p = leaf.places[p].next)
         if (pts_same(leaf.places[p].pos, pos)) return p;
     const std::uint32_t place = (*place_count)++;
-    leaf.places[place] = {{pos[0], pos[1], pos[2]}, k_nothing, place, 0, true};
+    leaf.places[place] = {
+        {pos[0], pos[1], pos[2]}, k_nothing, place, 0, true, {pos[0], pos[1], pos[2]},
+        {pos[0], pos[1], pos[2]}};
     for_each_close_cell(cell, [&](std::uint32_t hash) {
         join_close_places(leaf, grid, *chain_at(leaf, hash), place);
         return true;
@@ -129,6 +133,24 @@ std::uint32_t find_places(leaf_points* leaf)
     return place_count;
 }
 
+// No two places of a cluster are further apart than the ends of its box, and the difference of
+// floats does not shrink when it is rounded.
+void find_wide_clusters(leaf_points* leaf, std::uint32_t place_count)
+{
+    for (std::uint32_t p = 0; p < place_count; ++p) {
+        const std::uint32_t f = first_place(leaf->places, p);
+        if (f == p) continue;
+        leaf_place& first = leaf->places[f];
+        for (int i = 0; i < 3; ++i) {
+            const float x = leaf->places[p].pos[i];
+            if (x < first.low[i]) first.low[i] = x;
+            if (x > first.high[i]) first.high[i] = x;
+        }
+    }
+    for (std::uint32_t p = 0; p < place_count; ++p)
+        leaf->places[p].all_meet = pts_equal(leaf->places[p].low, leaf->places[p].high);
+}
+
 // The members that an entry makes, with the first places of their clusters; returns how many.
 int members_of(const leaf_points& leaf, std::uint32_t e, cluster_member* members,
                std::uint32_t* firsts)
@@ -157,7 +179,7 @@ void count_members(leaf_points* leaf)
         for (int m = 0; m < count; ++m) {
             leaf_place& place = leaf->places[firsts[m]];
             ++place.count;
-            if (!pt_in_box(leaf->entries[e].box, place.pos)) place.alone = false;
+            if (!pt_in_box(leaf->entries[e].box, place.pos)) place.all_meet = false;
         }
     }
 }
@@ -169,7 +191,8 @@ void make_clusters(leaf_points* leaf, std::uint32_t place_count)
     for (std::uint32_t p = 0; p < place_count; ++p) {
         leaf_place& place = leaf->places[p];
         const std::uint32_t count = place.count;
-        if (count > 1) leaf->clusters[leaf->cluster_count++] = {member_count, count, place.alone};
+        if (count > 1)
+            leaf->clusters[leaf->cluster_count++] = {member_count, count, place.all_meet};
         place.count = count > 1 ? member_count : k_nothing;
         member_count += count > 1 ? count : 0;
     }
@@ -196,6 +219,7 @@ bool leaf_points_load(const obj_list& list, leaf_points* leaf)
     leaf->clustered = load_entries(list, leaf);
     if (!leaf->clustered) return true;
     const std::uint32_t place_count = find_places(leaf);
+    find_wide_clusters(leaf, place_count);
     count_members(leaf);
     make_clusters(leaf, place_count);
     fill_members(leaf);

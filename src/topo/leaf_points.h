@@ -30,7 +30,7 @@ struct cluster_member {
 struct point_cluster {
     std::uint32_t first; ///< of its members, which stand in list order
     std::uint32_t count;
-    bool in_one_place; ///< all corners are at one place, and all boxes contain it
+    bool all_meet; ///< any two corners are equal within the tolerance, and all boxes overlap
 };
 
 struct leaf_place;

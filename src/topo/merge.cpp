@@ -24,6 +24,7 @@ struct merge_work {
     run* runs; // what is left of a cluster's objects, and how they stand after a row
     run* next_runs;
     std::uint32_t capacity;
+    std::uint32_t settled; // visit stamp of objects no two of which have anything to merge
 };
 
 void merge_work_free(merge_work* w)
@@ -55,8 +56,11 @@ void hand_over(vtx_h* slot, vtx_h to)
     vtx_release(old);
 }
 
+std::uint64_t merged_pairs = 0;
+
 void merge_pair(vtx_h* p, vtx_h* q)
 {
+    ++merged_pairs;
     if (rec(*p).refs <= rec(*q).refs) {
         hand_over(p, *q);
     } else {
@@ -124,7 +128,7 @@ void append_run(run* runs, std::uint32_t* count, std::uint32_t members, vtx_h vt
     }
 }
 
-// A cluster whose corners are all in one place, so that each pair of different records merges:
+// A cluster whose corners are all equal, so that each pair of different records merges:
 // members with one and the same record can be passed over by the run. A row is one member against
 // all behind it, and the cluster is done when they all have its record: mostly after the first row.
 // Counts that wrap, or that earlier leaves made uneven, take more.
@@ -192,16 +196,15 @@ class equal_points {
 void merge_cluster(merge_work* w, const point_cluster& c)
 {
     const cluster_member* members = w->leaf.members + c.first;
-    if (c.in_one_place) {
+    if (c.all_meet) {
         equal_points(w, members, c.count).merge();
     } else {
         merge_cluster_pairs(w->leaf, members, c.count);
     }
 }
 
-bool merge_leaf(const obj_list& list, merge_work* w)
+bool merge_list(const obj_list& list, merge_work* w)
 {
-    if (list.count < 2) return true;
     if (!leaf_points_load(list, &w->leaf) || !reserve_runs(w, list.count)) return false;
     if (!w->leaf.clustered) {
         merge_all_pairs(w->leaf);
@@ -212,14 +215,37 @@ bool merge_leaf(const obj_list& list, merge_work* w)
     return true;
 }
 
+bool is_settled(const obj_list& list, std::uint32_t stamp)
+{
+    for (const obj_h o : list)
+        if (rec(o).stamp != stamp) return false;
+    return true;
+}
+
+// Where boxes are large, leaf after leaf lists the same objects. Whether two corners merge depends
+// on neither the leaf nor the order, so a list in which nothing merged settles any part of it,
+// until something merges elsewhere.
+bool merge_leaf(const obj_list& list, merge_work* w, mesh_ctx* ctx)
+{
+    if (list.count < 2 || is_settled(list, w->settled)) return true;
+    const std::uint64_t before = merged_pairs;
+    if (!merge_list(list, w)) return false;
+    w->settled = ++ctx->visit_stamp;
+    if (merged_pairs != before) return true;
+    for (const obj_h o : list)
+        rec(o).stamp = w->settled;
+    return true;
+}
+
 } // namespace
 
 stage_result merge_vertices(std::int32_t* err, mesh_ctx* ctx)
 {
     if (!ctx->root) return stage_ok;
     merge_work w = {};
+    w.settled = ++ctx->visit_stamp;
     const bool done = walk_leaves(ctx->root, everywhere,
-                                  [&](cell_node& leaf) { return merge_leaf(leaf.list, &w); });
+                                  [&](cell_node& leaf) { return merge_leaf(leaf.list, &w, ctx); });
     merge_work_free(&w);
     if (!done) *err = err_no_memory;
     return done ? stage_ok : stage_failed;

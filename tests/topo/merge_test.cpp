@@ -71,6 +71,7 @@ struct random_soup {
     std::vector<mesh_fixture::corners> trs;
     mesh_form form;
     float tol;
+    std::uint32_t list_len = 0; // of the tree, if not by its size
 
     explicit random_soup(unsigned seed)
         : points(random_points(seed, 4 + seed % 30)),
@@ -82,7 +83,16 @@ struct random_soup {
                 points[i][seed % 3] += 0.5f * tol;
         if (seed % 17 == 0) points[1][0] = std::nanf("");
         if (seed % 19 == 0) points[0][1] = INFINITY;
+        if (seed >= 300) widen(seed);
         if (seed % 4 == 0) scale(seed);
+    }
+
+    // A tolerance of a good part of the model or beyond it: the triangles stand in most of many
+    // leaves.
+    void widen(unsigned seed)
+    {
+        tol *= static_cast<float>(2 + seed % 23);
+        list_len = 2 + seed % 7;
     }
 
     void scale(unsigned seed)
@@ -144,13 +154,14 @@ TEST(merge, later_object_wins_a_tie_and_more_users_win_otherwise)
 
 TEST(merge, outcome_is_that_of_all_pairs_in_order)
 {
-    for (unsigned seed = 1; seed < 300; ++seed) {
+    for (unsigned seed = 1; seed < 420; ++seed) {
         SCOPED_TRACE(seed);
         const random_soup s(seed);
         std::vector<corner_state> outcome[2];
         for (int fast = 0; fast < 2; ++fast) {
             topo_mesh m(s.points, s.trs, s.form);
             m.set_merge_tol(s.tol);
+            m.fill_tree(s.list_len);
             if (seed % 2) spoil_counts(&m, seed);
             if (fast) merge(&m);
             if (!fast) plain_merge(&m);
@@ -169,6 +180,23 @@ TEST(merge, crowd_of_equal_triangles_takes_no_quadratic_time)
                 soup);
     merge(&m);
     EXPECT_LT(m.vtx_count(), 16u);
+}
+
+// All corners are equal, and nearly all leaves list all triangles.
+TEST(merge, tolerance_beyond_the_model_takes_no_quadratic_time)
+{
+    std::mt19937 random(1);
+    std::vector<mesh_fixture::point> points(3000);
+    std::vector<mesh_fixture::corners> trs;
+    for (mesh_fixture::point& p : points)
+        for (float& x : p)
+            x = static_cast<float>(random() % 1024);
+    for (int i = 0; i + 2 < 3000; ++i)
+        trs.push_back({i, i + 1, i + 2});
+    topo_mesh m(points, trs, soup);
+    m.set_merge_tol(5000.0f);
+    merge(&m);
+    EXPECT_EQ(m.vtx_count(), 1u);
 }
 
 } // namespace velmora
