@@ -113,18 +113,76 @@ vtx_type fan_type(const vtx_table& table, const vtx_info& info, vtx_type type)
 // The first triangle at each vertex, in the order in which a descent with the vertex as the point
 // meets them: the first leaf that holds the point lists all of them, so one walk over all leaves
 // answers for every vertex at once.
-void note_first_trs(const vtx_table& table, tr_h* firsts, mesh_ctx* ctx)
+struct first_trs {
+    const vtx_table& table;
+    tr_h* firsts;
+};
+
+bool is_listed(const vtx_rec& vtx, const vtx_table& table)
 {
-    walk_leaves(ctx->root, everywhere, [&](const cell_node& leaf) {
-        for (const obj_h o : leaf.list) {
-            const tr_h t = rec(o).tr;
-            for (const vtx_h v : rec(t).vtx) {
-                const vtx_rec& vtx = rec(v);
-                const std::uint32_t place = vtx.tbl_index - 1;
-                if (place >= table.count || firsts[place]) continue;
-                if (pt_in_box(leaf.box, vtx.pos)) firsts[place] = t;
-            }
+    return vtx.tbl_index - 1 < table.count;
+}
+
+void note_in_leaf(const cell_node& leaf, const first_trs& job)
+{
+    for (const obj_h o : leaf.list) {
+        const tr_h t = rec(o).tr;
+        for (const vtx_h v : rec(t).vtx) {
+            const vtx_rec& vtx = rec(v);
+            const std::uint32_t place = vtx.tbl_index - 1;
+            if (!is_listed(vtx, job.table) || job.firsts[place]) continue;
+            if (pt_in_box(leaf.box, vtx.pos)) job.firsts[place] = t;
         }
+    }
+}
+
+// Moves the vertices that lie in the box in front of the others; returns how many.
+std::uint32_t part_vtxs(const aabb& box, vtx_h* vtxs, std::uint32_t count)
+{
+    std::uint32_t inside = 0;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const vtx_h v = vtxs[i];
+        if (!pt_in_box(box, rec(v).pos)) continue;
+        vtxs[i] = vtxs[inside];
+        vtxs[inside++] = v;
+    }
+    return inside;
+}
+
+// The same below a node whose box contains all of `vtxs`, whose order changes. Lists of leaves in
+// which no vertex lies are left out. A vertex on the cut lies in both halves.
+void note_below(node_h n, vtx_h* vtxs, std::uint32_t count, const first_trs& job)
+{
+    if (count == 0) return;
+    const cell_node& node = rec(n);
+    if (is_leaf(node)) {
+        note_in_leaf(node, job);
+        return;
+    }
+    note_below(node.low, vtxs, part_vtxs(rec(node.low).box, vtxs, count), job);
+    note_below(node.high, vtxs, part_vtxs(rec(node.high).box, vtxs, count), job);
+}
+
+// Where lists are long, most leaves list many triangles whose vertices all lie elsewhere. False
+// when memory ran out; nothing has happened then.
+bool note_by_vertices(const first_trs& job, const mesh_ctx& ctx)
+{
+    auto* const vtxs = heap_array<vtx_h>(vtx_pool.used);
+    if (!vtxs) return false;
+    std::uint32_t count = 0;
+    for (std::uint32_t i = 1; i < vtx_pool.used; ++i)
+        if (rec(vtx_h{i}).holders != 0 && is_listed(rec(vtx_h{i}), job.table)) vtxs[count++] = {i};
+    note_below(ctx.root, vtxs, part_vtxs(rec(ctx.root).box, vtxs, count), job);
+    heap_free(vtxs);
+    return true;
+}
+
+void note_first_trs(const first_trs& job, mesh_ctx* ctx)
+{
+    constexpr std::uint32_t k_long_list = 1000; // no list of a clean model is that long
+    if (ctx->longest_list > k_long_list && note_by_vertices(job, *ctx)) return;
+    walk_leaves(ctx->root, everywhere, [&](const cell_node& leaf) {
+        note_in_leaf(leaf, job);
         return true;
     });
 }
@@ -164,7 +222,7 @@ stage_result vtx_table_refresh(vtx_table* table, std::int32_t* err, mesh_ctx* ct
     bool done = firsts != nullptr;
     if (done) {
         std::memset(static_cast<void*>(firsts), 0, size);
-        note_first_trs(*table, firsts, ctx);
+        note_first_trs({*table, firsts}, ctx);
         done = build_fans(table, firsts, ctx->tr_count);
     }
     heap_free(firsts);
