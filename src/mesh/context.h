@@ -78,10 +78,10 @@ struct topo_ctx {
     edge_groups* sides; ///< all edges, from linking up to orientation; owned by the run
     const coord_transform* transform; ///< none in every run
     edge_tbl edge_errs;               ///< the crowded edges
-    obj_list edge_err_list;           ///< one entry for each edge error
-    obj_list lone_list;               ///< triangles without any neighbour, once per leaf
-    std::int32_t lone_count;
-    plg_cell* plg_list; ///< boundary polygons of this turn; owned
+    obj_list edge_err_list;           ///< one entry for each row of edge errors of a triangle
+    obj_list lone_list;               ///< triangles without any neighbour
+    std::int32_t lone_count;          ///< of them, once per leaf
+    plg_cell* plg_list;               ///< boundary polygons of this turn; owned
     std::int32_t plg_count;
     vtx_table* table; ///< per-vertex records; owned by the run
     reduce_params* params;

@@ -65,13 +65,13 @@ std::uint8_t first_state(const tr_rec& tr)
     return static_cast<std::uint8_t>(state);
 }
 
-// One that stands in two leaves is listed twice.
+// One that stands in two leaves counts twice.
 bool add_lone(obj_h o, mesh_ctx* ctx)
 {
-    if (!list_push(&ctx->topo->lone_list, o)) return false;
     ++ctx->topo->lone_count;
+    if (rec(o).stamp == ctx->visit_stamp) return true;
     rec(o).stamp = ctx->visit_stamp;
-    return true;
+    return list_push(&ctx->topo->lone_list, o);
 }
 
 bool add_corners_near(const aabb& leaf_box, obj_h o, std::uint8_t* state, open_trs* open)

@@ -38,8 +38,8 @@ struct open_trs {
 /// The box of all points within merge_tol of `p`.
 aabb near_box(const float* p);
 
-/// Finds the open triangles. Triangles without any neighbour go to lone_list, once for each leaf
-/// that lists them, and bear the visit stamp from then on.
+/// Finds the open triangles. Triangles without any neighbour go to lone_list, and bear the visit
+/// stamp from then on, which nothing bears before; lone_count counts them in each leaf.
 /// @return false when memory ran out; `open` is then to be freed all the same
 [[nodiscard]] bool open_trs_collect(open_trs* open, mesh_ctx* ctx);
 

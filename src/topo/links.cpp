@@ -35,11 +35,17 @@ bool is_edge(const edge_search& s, vtx_h from, vtx_h to)
     return (from == s.a && to == s.b) || (from == s.b && to == s.a);
 }
 
+// A search may meet thousands of users of its edge; it is listed once.
+bool list_error(obj_h obj, obj_list* list)
+{
+    return (list->count != 0 && list_at(*list, 0) == obj) || list_push(list, obj);
+}
+
 // A failure ends the search as if there were nothing to find, so the log has to tell of it.
 bool note_claim(const edge_search& s)
 {
     ++s.topo->edge_errors;
-    if (list_push(&s.topo->edge_err_list, s.obj) &&
+    if (list_error(s.obj, &s.topo->edge_err_list) &&
         note_edge_error(s.a, s.b, &s.topo->edge_errs, s.obj, s.ctx))
         return true;
     log_line("mm_malloc: no more memory available\n");

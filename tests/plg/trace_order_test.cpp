@@ -24,6 +24,7 @@ struct plain_trace {
     plg_cell* list = nullptr;
     std::int32_t count = 0;
     std::vector<obj_h> lone;
+    std::int32_t lone_count = 0;
     int grown_at_start = 0;
 
     void lone_trs(node_h n)
@@ -36,7 +37,8 @@ struct plain_trace {
         }
         for (const obj_h o : node.list) {
             if (tr_nbr_count(rec(rec(o).tr)) != 0) continue;
-            lone.push_back(o);
+            ++lone_count;
+            if (rec(o).stamp != ctx->visit_stamp) lone.push_back(o);
             rec(o).stamp = ctx->visit_stamp;
         }
     }
@@ -196,6 +198,7 @@ TEST(trace_order, is_that_of_searching_the_tree_for_each_step)
         EXPECT_EQ(testing::internal::GetCapturedStderr(), plain_log);
         expect_same_list(m.topo.plg_list, plain.list);
         EXPECT_EQ(m.topo.plg_count, plain.count);
+        EXPECT_EQ(m.topo.lone_count, plain.lone_count);
         ASSERT_EQ(m.topo.lone_list.count, plain.lone.size());
         for (std::uint32_t i = 0; i < plain.lone.size(); ++i)
             EXPECT_EQ(m.topo.lone_list.items[i], plain.lone[i]);
