@@ -22,6 +22,7 @@ struct edge_search {
     vtx_h b;
     topo_ctx* topo;
     mesh_ctx* ctx;
+    bool noted; // the edge is in the table of edge errors
 };
 
 enum scan_step {
@@ -42,37 +43,38 @@ bool list_error(obj_h obj, obj_list* list)
 }
 
 // A failure ends the search as if there were nothing to find, so the log has to tell of it.
-bool note_claim(const edge_search& s)
+bool note_claim(edge_search* s)
 {
-    ++s.topo->edge_errors;
-    if (list_error(s.obj, &s.topo->edge_err_list) &&
-        note_edge_error(s.a, s.b, &s.topo->edge_errs, s.obj, s.ctx))
-        return true;
+    ++s->topo->edge_errors;
+    if (s->noted) return true;
+    s->noted = list_error(s->obj, &s->topo->edge_err_list) &&
+               note_edge_error(s->a, s->b, &s->topo->edge_errs, s->obj, s->ctx);
+    if (s->noted) return true;
     log_line("mm_malloc: no more memory available\n");
     return false;
 }
 
 // Edge `k` of `t2` is the edge searched for: it is free, or the claim is an error.
-scan_step claim_edge(const edge_search& s, tr_h t2, int k)
+scan_step claim_edge(edge_search* s, tr_h t2, int k)
 {
     tr_rec& other = rec(t2);
     if (!live_nbr(other, k)) {
-        other.nbr[k] = s.tr;
-        rec(s.tr).nbr[s.i] = t2;
+        other.nbr[k] = s->tr;
+        rec(s->tr).nbr[s->i] = t2;
         return scan_done;
     }
-    if (tr_nbr_index(s.tr, other) >= 0) return scan_on;
+    if (tr_nbr_index(s->tr, other) >= 0) return scan_on;
     return note_claim(s) ? scan_on : scan_failed;
 }
 
 // A duplicate is never a neighbour of its twin, whatever edges it has.
-scan_step scan_triangle(const edge_search& s, tr_h t2)
+scan_step scan_triangle(edge_search* s, tr_h t2)
 {
     scan_step result = scan_on;
     for (int k = 0; k < 3; ++k) {
         const tr_rec& other = rec(t2);
-        if (!is_edge(s, other.vtx[k], other.vtx[next3(k)])) continue;
-        if (tr_same_vertices(rec(s.tr), other)) return scan_on;
+        if (!is_edge(*s, other.vtx[k], other.vtx[next3(k)])) continue;
+        if (tr_same_vertices(rec(s->tr), other)) return scan_on;
         const scan_step step = claim_edge(s, t2, k);
         if (step == scan_failed) return scan_failed;
         if (step == scan_done) result = scan_done;
@@ -81,10 +83,10 @@ scan_step scan_triangle(const edge_search& s, tr_h t2)
 }
 
 // The first free partner in list order wins.
-bool scan_leaf(const edge_search& s, const obj_list& list)
+bool scan_leaf(edge_search* s, const obj_list& list)
 {
     for (const obj_h o : list) {
-        if (o == s.obj) continue;
+        if (o == s->obj) continue;
         const scan_step step = scan_triangle(s, rec(o).tr);
         if (step != scan_on) return step == scan_done;
     }
@@ -96,10 +98,10 @@ bool scan_leaf(const edge_search& s, const obj_list& list)
 bool find_nbr(obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
 {
     const tr_h t = rec(obj).tr;
-    const edge_search s = {obj, t, i, rec(t).vtx[i], rec(t).vtx[next3(i)], topo, ctx};
+    edge_search s = {obj, t, i, rec(t).vtx[i], rec(t).vtx[next3(i)], topo, ctx, false};
     const float* a = rec(s.a).pos;
     const auto enter = [&](const cell_node& node) { return pt_in_box(node.box, a); };
-    const auto not_found = [&](const cell_node& leaf) { return !scan_leaf(s, leaf.list); };
+    const auto not_found = [&](const cell_node& leaf) { return !scan_leaf(&s, leaf.list); };
     return !walk_leaves(ctx->root, enter, not_found);
 }
 
