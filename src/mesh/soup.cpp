@@ -11,6 +11,7 @@ namespace {
 constexpr std::uint32_t k_first_trs = 1024;
 static_assert(k_soup_ahead % 3 == 0 && k_soup_ahead <= k_first_trs);
 constexpr std::uint32_t k_nothing = 0xFFFFFFFFu;
+constexpr std::uint32_t k_cells_ahead = 32;
 constexpr std::uint32_t k_most_corners = 0xFFFF; ///< of a place: what a vertex can count
 
 std::uint32_t hash_of(const float* pos)
@@ -128,10 +129,10 @@ bool chains_init(std::uint32_t places, cell_chains* chains)
 }
 
 // Adds a place, unless another is close to it.
-bool add_lonely(const tr_soup& soup, const pt_grid& grid, std::uint32_t place, cell_chains* chains)
+bool add_lonely(const tr_soup& soup, const pt_grid& grid, std::uint32_t place, const grid_cell& cell,
+                cell_chains* chains)
 {
     const float* pos = place_pos(soup, place);
-    const grid_cell cell = cell_of(grid, pos);
     const bool lonely = for_each_close_cell(cell, [&](std::uint32_t hash) {
         for (std::uint32_t p = chains->heads[hash & chains->mask]; p != k_nothing;
              p = chains->nexts[p])
@@ -145,13 +146,32 @@ bool add_lonely(const tr_soup& soup, const pt_grid& grid, std::uint32_t place, c
     return lonely;
 }
 
+// The same for a run of places. The heads are all over a table larger than the cache: those of the
+// cells themselves are fetched before the first is looked at.
+bool add_lonely_run(const tr_soup& soup, const pt_grid& grid, std::uint32_t first,
+                    cell_chains* chains)
+{
+    const std::uint32_t left = soup.place_count - first;
+    const std::uint32_t count = left < k_cells_ahead ? left : k_cells_ahead;
+    grid_cell cells[k_cells_ahead];
+    const int here[3] = {0, 0, 0};
+    for (std::uint32_t i = 0; i < count; ++i) {
+        cells[i] = cell_of(grid, place_pos(soup, first + i));
+        __builtin_prefetch(&chains->heads[cell_hash(cells[i], here) & chains->mask]);
+    }
+    bool lonely = true;
+    for (std::uint32_t i = 0; i < count && lonely; ++i)
+        lonely = add_lonely(soup, grid, first + i, cells[i], chains);
+    return lonely;
+}
+
 bool none_is_close(const tr_soup& soup)
 {
     cell_chains chains = {};
     bool apart = chains_init(soup.place_count, &chains);
     const pt_grid grid = grid_of_tol();
-    for (std::uint32_t p = 0; p < soup.place_count && apart; ++p)
-        apart = add_lonely(soup, grid, p, &chains);
+    for (std::uint32_t p = 0; p < soup.place_count && apart; p += k_cells_ahead)
+        apart = add_lonely_run(soup, grid, p, &chains);
     heap_free(chains.heads);
     heap_free(chains.nexts);
     return apart;
