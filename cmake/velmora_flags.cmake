@@ -51,5 +51,28 @@ if(VELMORA_SANITIZE)
   target_link_options(velmora_flags INTERFACE ${sanitize})
 endif()
 
+# g++ optimises the programs as a whole: small functions that the rooms call in each other are much of
+# the work. The objects hold ordinary code as well, with which everything else is linked as ever.
+set(velmora_whole OFF)
+if(VELMORA_WHOLE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "Release"
+    AND NOT WIN32)
+  set(velmora_whole ON)
+endif()
+
+# velmora_whole_objects(): for the libraries of this folder and those below.
+macro(velmora_whole_objects)
+  if(velmora_whole)
+    add_compile_options(-flto -ffat-lto-objects)
+  endif()
+endmacro()
+
+# velmora_link_whole(<program>): the rules of floating point hold here, too.
+function(velmora_link_whole program)
+  if(velmora_whole)
+    target_link_options(${program} PRIVATE
+      -flto=auto -ffp-contract=off -fno-tree-vectorize -fno-tree-slp-vectorize)
+  endif()
+endfunction()
+
 # Every target that is made below the top directory has them.
 link_libraries(velmora_flags)
