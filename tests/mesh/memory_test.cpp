@@ -1,3 +1,4 @@
+#include "mesh/large_block.h"
 #include "mesh/memory.h"
 #include "mesh/pool.h"
 
@@ -94,6 +95,27 @@ TEST_F(memory, hooks_are_asked_until_none_has_anything_to_spare)
     heap_free(got);
     EXPECT_EQ(log_of([&] { got = mm_realloc(nullptr, 0, 8); }), k_realloc_text);
     EXPECT_EQ(got, nullptr);
+}
+
+TEST_F(memory, large_blocks_serve_again_at_any_size)
+{
+    constexpr std::size_t mb = 1 << 20;
+    for (const std::size_t size : {3 * mb, 3 * mb - 7, mb, 9 * mb, 40 * mb, 2 * mb}) {
+        void* cleared = mm_malloc(size);
+        auto* grown = static_cast<unsigned char*>(heap_realloc(cleared, size + mb));
+        ASSERT_NE(grown, nullptr);
+        EXPECT_TRUE(all_zero(grown, size));
+        std::memset(grown, 0xA5, size + mb);
+        void* other = heap_alloc(size / 2);
+        ASSERT_NE(other, nullptr);
+        std::memset(other, 0x5A, size / 2);
+        EXPECT_EQ(grown[size + mb - 1], 0xA5);
+        heap_free(other);
+        heap_free(grown);
+    }
+    EXPECT_EQ(heap_blocks(), 0u);
+    drop_large_blocks();
+    EXPECT_FALSE(drop_large_blocks());
 }
 
 struct int_pool : memory {
