@@ -61,8 +61,10 @@ void* heap_realloc(void* memory, std::size_t new_size)
 {
     if (!memory) return heap_alloc(new_size);
     if (new_size == 0 || refuse_this_call()) return nullptr;
-    void* resized = std::realloc(memory, new_size);
-    if (!resized && drop_large_blocks()) resized = std::realloc(memory, new_size);
+    void* resized = nullptr;
+    do {
+        resized = std::realloc(memory, new_size);
+    } while (!resized && drop_large_blocks());
     if (resized) back_large_block(resized, new_size);
     return resized;
 }
