@@ -191,8 +191,7 @@ bool write(step_run* run)
 
 bool free_tree(step_run*)
 {
-    cell_tree_free(mesh());
-    mesh()->root = {};
+    cell_tree_discard(mesh());
     return true;
 }
 
