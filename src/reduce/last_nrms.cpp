@@ -112,17 +112,18 @@ bool has_equal_after(const vtx_fan& fan, std::uint32_t place)
 }
 
 // No two normals of a fan of ordinary size are equal along the first axis. On a curved surface that
-// is the rule, and found without a branch for each pair.
+// is the rule, and found without a branch for each pair; on a flat one the second normal tells.
 bool all_apart_on_x(const vtx_fan& fan)
 {
     float x[k_plain_fan];
-    unsigned near = 0;
     for (std::uint32_t k = 0; k < fan.count; ++k) {
         x[k] = nrm_at(fan, k)[0];
+        unsigned near = 0;
         for (std::uint32_t i = 0; i < k; ++i)
             near |= !(std::fabs(x[i] - x[k]) > merge_tol);
+        if (near) return false;
     }
-    return near == 0;
+    return true;
 }
 
 void grid_add(const vtx_fan& fan, std::uint32_t place)
