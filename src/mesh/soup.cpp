@@ -129,8 +129,8 @@ bool chains_init(std::uint32_t places, cell_chains* chains)
 }
 
 // Adds a place, unless another is close to it.
-bool add_lonely(const tr_soup& soup, const pt_grid& grid, std::uint32_t place, const grid_cell& cell,
-                cell_chains* chains)
+bool add_lonely(const tr_soup& soup, const pt_grid& grid, std::uint32_t place,
+                const grid_cell& cell, cell_chains* chains)
 {
     const float* pos = place_pos(soup, place);
     const bool lonely = for_each_close_cell(cell, [&](std::uint32_t hash) {

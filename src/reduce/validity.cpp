@@ -126,7 +126,7 @@ bool trial_passes(const vtx_site& site, vtx_h target, unsigned tests)
 
 bool vtx_normals_ok(const vtx_site& site)
 {
-    float unkept[3];
+    float unkept[3] = {};
     for (std::uint32_t k = 0; k < site.fan.count; ++k) {
         float* out = k < k_most_valence ? tried.nrm[k] : unkept;
         if (!nrm_keeps_side(&rec(site.fan.first[k]), out)) return false;
