@@ -312,6 +312,10 @@ static bool move_input_aside(run_options* opt)
     std::memcpy(moved + length, "~", 2);
     keep_name(moved, opt);
     opt->moved_name = moved;
+    if (!is_regular_file(opt->input_file)) { // to take a device away from its name breaks more
+        log_unopened(false, "wb", opt->input_name, "", "only a plain file can be replaced");
+        return false;
+    }
     if (would_lose_model(opt->input_file, moved)) return false;
     return os_rename(opt->input_name, moved);
 }

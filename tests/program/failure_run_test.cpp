@@ -211,6 +211,15 @@ TEST_F(failure_run, in_place_keeps_the_model_whatever_fails)
     }
 }
 
+TEST_F(failure_run, in_place_takes_no_device_away)
+{
+    dir.run("-V 0 2>/dev/null; ln -s /dev/null sink.stl");
+    const program_result r = dir.run("-f sink.stl -o =" + std::string(k_reduce));
+    EXPECT_EQ(r.status, 255);
+    EXPECT_TRUE(holds(r, "\"sink.stl\" (only a plain file can be replaced)\n")) << r.log;
+    EXPECT_FALSE(dir.run("-V 0 2>/dev/null; test -L sink.stl~").status == 0);
+}
+
 // Fewer pages than the run wants, up to as many as it needs. Sanitizers reserve too much for this.
 TEST_F(failure_run, a_limit_on_memory_is_told)
 {
