@@ -14,7 +14,7 @@ namespace velmora {
 /// Does nothing where the library has no such setting.
 void prepare_large_blocks();
 
-/// Asks for large pages behind a block that is large enough; others are left alone. A refusal is no
+/// Asks for large pages behind a block that is met at random, if it is large enough. A refusal is no
 /// matter.
 void back_large_block(void* memory, std::size_t size);
 

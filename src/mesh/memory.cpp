@@ -53,7 +53,6 @@ void* heap_alloc(std::size_t size)
     if (!memory && drop_large_blocks()) memory = std::malloc(size);
     if (!memory) return nullptr;
     ++blocks;
-    back_large_block(memory, size);
     return memory;
 }
 
@@ -65,7 +64,6 @@ void* heap_realloc(void* memory, std::size_t new_size)
     do {
         resized = std::realloc(memory, new_size);
     } while (!resized && drop_large_blocks());
-    if (resized) back_large_block(resized, new_size);
     return resized;
 }
 

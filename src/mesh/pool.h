@@ -5,6 +5,7 @@
 // Half the width of a pointer, and no stale handle can reach foreign memory.
 #pragma once
 
+#include "mesh/large_block.h"
 #include "mesh/memory.h"
 
 #include <cassert>
@@ -61,6 +62,7 @@ template <class rec_t> bool chunks_add(pool_chunks<rec_t>* c, std::uint32_t more
     const std::size_t size = sizeof(rec_t) * k_chunk_size * more + k_line;
     auto* block = static_cast<unsigned char*>(heap_alloc(size));
     if (!block) return false;
+    back_large_block(block, size);
     const std::size_t past_line = reinterpret_cast<std::uintptr_t>(block) % k_line;
     auto* records = reinterpret_cast<rec_t*>(block + (past_line ? k_line - past_line : 0));
     for (std::uint32_t i = 0; i < more; ++i, records += k_chunk_size) {
