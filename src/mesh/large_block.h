@@ -14,8 +14,8 @@ namespace velmora {
 /// Does nothing where the library has no such setting.
 void prepare_large_blocks();
 
-/// Asks for large pages behind a block that is met at random, if it is large enough. A refusal is no
-/// matter.
+/// Asks for large pages behind a block that is met at random, if it is large enough. A refusal is
+/// no matter.
 void back_large_block(void* memory, std::size_t size);
 
 /// Keeps a block of the heap that is being given back, if it is large and a few others at most are
