@@ -32,8 +32,8 @@ constexpr unsigned k_chunk_bits = VELMORA_CHUNK_BITS;
 constexpr unsigned k_chunk_bits = 16;
 #endif
 constexpr std::uint32_t k_chunk_size = 1u << k_chunk_bits;
-constexpr std::uint32_t k_max_chunks = 1u << (32 - k_chunk_bits);
-constexpr std::size_t k_line = 64; ///< bytes of a cache line
+constexpr std::uint32_t k_max_chunks = 1u << 16; ///< of the usual size: all that handles can name
+constexpr std::size_t k_line = 64;               ///< bytes of a cache line
 
 /// The memory of records.
 template <class rec_t> struct pool_chunks {
