@@ -24,8 +24,10 @@ target_compile_options(velmora_flags INTERFACE
 
 # g++'s vectoriser drops the narrowing from "double to float and back" (seen with 12.2 at -O3), which
 # changes the last bits of results. Nothing here gains from it.
+set(velmora_scalar_options)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  target_compile_options(velmora_flags INTERFACE -fno-tree-vectorize -fno-tree-slp-vectorize)
+  set(velmora_scalar_options -fno-tree-vectorize -fno-tree-slp-vectorize)
+  target_compile_options(velmora_flags INTERFACE ${velmora_scalar_options})
 endif()
 
 # g++ 12 sees overlapping copies in inlined std::string operations that are sound.
@@ -73,8 +75,7 @@ endmacro()
 # velmora_link_whole(<program>): the rules of floating point hold here, too.
 function(velmora_link_whole program)
   if(velmora_whole)
-    target_link_options(${program} PRIVATE
-      -flto=auto -ffp-contract=off -fno-tree-vectorize -fno-tree-slp-vectorize)
+    target_link_options(${program} PRIVATE -flto=auto -ffp-contract=off ${velmora_scalar_options})
   endif()
 endfunction()
 

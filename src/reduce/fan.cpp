@@ -187,10 +187,8 @@ void note_first_trs(const first_trs& job, mesh_ctx* ctx)
     });
 }
 
-// A vertex that went from its fan may live on in triangles beyond; its record names another by then
-// and stays without a fan.
-// A record that holds another vertex by now is that of a removed one: where that still stands in
-// some triangle it gets no fan all the same.
+// A record that holds another vertex by now is that of a removed one: where that lives on in
+// triangles beyond its fan, the record gets none all the same.
 bool build_fan(vtx_table* table, std::uint32_t place, tr_h first)
 {
     vtx_info& info = table->infos[place];

@@ -38,21 +38,37 @@ struct orientation {
     std::uint32_t normals;
 };
 
-void mark_branch(const edge_sort& table, std::uint32_t place, std::uint32_t end)
+void mark_branch_edge(tr_h t, int slot)
 {
-    for (; place < end; ++place) {
-        const std::uint32_t r = table.sorted[place];
-        if (!edge_is_start(r)) continue;
-        tr_rec& tr = rec(edge_tr(table, r));
-        tr.branch_edges = static_cast<std::uint8_t>(tr.branch_edges | 1 << edge_slot(r));
+    tr_rec& tr = rec(t);
+    tr.branch_edges = static_cast<std::uint8_t>(tr.branch_edges | 1 << slot);
+}
+
+void mark_sorted(const edge_sort& table)
+{
+    for (std::uint32_t place = 0; place < table.count;) {
+        const std::uint32_t end = edge_pair_end(table, place);
+        const bool branch = end - place >= k_branch_users;
+        for (; place < end; ++place) {
+            const std::uint32_t r = table.sorted[place];
+            if (branch && edge_is_start(r)) mark_branch_edge(edge_tr(table, r), edge_slot(r));
+        }
     }
 }
 
-bool mark_by_position(std::uint32_t* count, mesh_ctx* ctx)
+// False when memory ran out.
+bool mark_by_position(mesh_ctx* ctx)
 {
     obj_list objs = {};
+    edge_sort table = {};
+    std::uint32_t count = 0;
     ++ctx->visit_stamp;
-    const bool done = tree_collect(ctx->root, &objs, count, ctx) && mark_branch_edges(objs);
+    bool done = tree_collect(ctx->root, &objs, &count, ctx);
+    if (done && count != 0) {
+        done = edge_sort_build(objs, &table) && edge_sort_run(&table);
+        if (done) mark_sorted(table);
+        edge_sort_free(&table);
+    }
     list_free(&objs);
     return done;
 }
@@ -60,23 +76,22 @@ bool mark_by_position(std::uint32_t* count, mesh_ctx* ctx)
 void mark_in_groups(edge_groups* groups)
 {
     for_each_edge_group(groups, [](const edge_group& group) {
-        for (std::uint32_t i = 0; group.count >= k_branch_users && i < group.count; ++i) {
-            tr_rec& tr = rec(side_tr(group.first[i]));
-            tr.branch_edges =
-                static_cast<std::uint8_t>(tr.branch_edges | 1 << side_slot(group.first[i]));
-        }
+        for (std::uint32_t i = 0; group.count >= k_branch_users && i < group.count; ++i)
+            mark_branch_edge(side_tr(group.first[i]), side_slot(group.first[i]));
     });
 }
 
+// Sets branch_edges anew: bit i where three or more edges have the end points of edge i, compared
+// exactly.
 // @param count  raised by the number of triangles
-bool mark_all_branch_edges(edge_groups* groups, std::uint32_t* count, mesh_ctx* ctx)
+bool mark_branch_edges(edge_groups* groups, std::uint32_t* count, mesh_ctx* ctx)
 {
-    if (!ctx->topo->vtx_distinct || !groups->starts) return mark_by_position(count, ctx);
     for_each_obj_once(ctx, [count](obj_h, const cell_obj& obj) {
         rec(obj.tr).branch_edges = rec(obj.tr).ray_nrm = 0;
         ++*count;
         return true;
     });
+    if (!ctx->topo->vtx_distinct || !groups->starts) return mark_by_position(ctx);
     mark_in_groups(groups);
     return true;
 }
@@ -263,32 +278,10 @@ void reset_tr(tr_rec* tr)
 
 } // namespace
 
-static void clear_branch_edges(const obj_list& objs)
-{
-    for (const obj_h o : objs)
-        rec(rec(o).tr).branch_edges = rec(rec(o).tr).ray_nrm = 0;
-}
-
-bool mark_branch_edges(const obj_list& objs)
-{
-    if (objs.count == 0) return true;
-    clear_branch_edges(objs);
-    edge_sort table = {};
-    if (!edge_sort_build(objs, &table)) return false;
-    const bool sorted = edge_sort_run(&table);
-    for (std::uint32_t place = 0; sorted && place < table.count;) {
-        const std::uint32_t end = edge_pair_end(table, place);
-        if (end - place >= k_branch_users) mark_branch(table, place, end);
-        place = end;
-    }
-    edge_sort_free(&table);
-    return sorted;
-}
-
 stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx)
 {
     std::uint32_t count = 0;
-    const bool marked = mark_all_branch_edges(topo->sides, &count, ctx);
+    const bool marked = mark_branch_edges(topo->sides, &count, ctx);
     edge_groups_free(topo->sides);
     if (!marked) return stage_failed;
     orientation job = {{}, {}, ray_caster_open(*ctx), {}, 0, {}, topo, ctx, count, 0, 0};

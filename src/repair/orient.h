@@ -12,17 +12,12 @@
 
 namespace velmora {
 
-/// Needs the table topo->sides, or none, and frees it.
 /// Orients all triangles of the tree that do not have nrm_done, and stores how many pieces and
-/// triangles that were. A piece without a usable ray keeps its winding and is not counted.
+/// triangles that were. A piece without a usable ray keeps its winding and is not counted. Takes
+/// the table topo->sides, which may be empty, and frees it.
 /// @param[out] topo  components, tri_oriented; inconsistent is cleared
 /// @return stage_failed when memory ran out; `*err` is set when that was during the spread
 [[nodiscard]] stage_result orient_components(topo_ctx* topo, std::int32_t* err, mesh_ctx* ctx);
-
-/// Sets branch_edges anew for the triangles of `objs`: bit i where three or more edges of them have
-/// the end points of edge i, compared exactly.
-/// @return false when memory ran out
-[[nodiscard]] bool mark_branch_edges(const obj_list& objs);
 
 /// Makes all triangles unreached, so that the next orient_components starts afresh. Those that bear
 /// orient_seen get a fresh normal instead and count as reached.
