@@ -59,7 +59,7 @@ set(velmora_whole OFF)
 if(VELMORA_WHOLE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "Release"
     AND NOT WIN32)
   include(CheckCXXSourceCompiles)
-  set(CMAKE_REQUIRED_FLAGS "-flto -ffat-lto-objects")
+  set(CMAKE_REQUIRED_FLAGS "-flto=auto -ffat-lto-objects")
   check_cxx_source_compiles("int main() { return 0; }" VELMORA_CAN_OPTIMISE_WHOLE)
   unset(CMAKE_REQUIRED_FLAGS)
   set(velmora_whole ${VELMORA_CAN_OPTIMISE_WHOLE})

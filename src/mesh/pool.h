@@ -32,7 +32,7 @@ constexpr unsigned k_chunk_bits = VELMORA_CHUNK_BITS;
 constexpr unsigned k_chunk_bits = 16;
 #endif
 constexpr std::uint32_t k_chunk_size = 1u << k_chunk_bits;
-constexpr std::uint32_t k_max_chunks = 1u << 16; ///< of the usual size: all that handles can name
+constexpr std::uint32_t k_max_chunks = 1u << 16; ///< chunks of the usual size hold all handles
 constexpr std::size_t k_line = 64;               ///< bytes of a cache line
 
 /// The memory of records.

@@ -40,7 +40,6 @@ struct planting {
     tr_soup* soup;
     double margin;
     mesh_ctx* ctx;
-    aabb* boxes;           // by number of insertion, until the tree is filled
     std::uint32_t* stream; // the numbers that are inserted; then by number: its object
     vtx_h* vtxs;           // welded: by place, its vertex once there is one
     std::uint32_t* users;  // where some triangle has two corners at one place: triangles by place
@@ -49,10 +48,14 @@ struct planting {
 
 void planting_free(planting* p)
 {
-    heap_free(p->boxes);
     heap_free(p->stream);
     heap_free(p->vtxs);
     heap_free(p->users);
+}
+
+aabb box_of_insertion(const planting& p, std::uint32_t k)
+{
+    return box_of(*p.soup, tr_at(*p.soup, k), p.margin);
 }
 
 std::uint32_t list_stream(const planting& p)
@@ -66,13 +69,18 @@ std::uint32_t list_stream(const planting& p)
 plant_result fill_tree(planting* p)
 {
     const std::uint32_t count = p->soup->count;
-    p->boxes = heap_array<aabb>(count);
+    auto* const boxes = heap_array<aabb>(count);
     p->stream = heap_array<std::uint32_t>(count);
-    if (!p->boxes || !p->stream) return plant_no_memory;
+    if (!boxes || !p->stream) {
+        heap_free(boxes);
+        return plant_no_memory;
+    }
     for (std::uint32_t k = 0; k < count; ++k)
-        p->boxes[k] = box_of(*p->soup, tr_at(*p->soup, k), p->margin);
+        boxes[k] = box_of_insertion(*p, k);
     const std::uint32_t inserted = list_stream(*p);
-    switch (tree_fill(p->boxes, count, p->stream, inserted, fill_may_grow, p->ctx)) {
+    const fill_result filled = tree_fill(boxes, count, p->stream, inserted, fill_may_grow, p->ctx);
+    heap_free(boxes);
+    switch (filled) {
     case fill_done:
         p->ctx->tr_count = inserted;
         return plant_done;
@@ -168,7 +176,7 @@ obj_h new_object(planting* p, std::uint32_t k)
     tr.cell = o;
     tr.id = k + 1;
     rec(o).tr = tr_ref(t);
-    rec(o).box = box_of(*p->soup, tr_at(*p->soup, k), p->margin);
+    rec(o).box = box_of_insertion(*p, k);
     return set_corners(p, k, &tr) ? o : obj_h{};
 }
 
@@ -196,10 +204,8 @@ bool make_records(planting* p)
 
 plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin, mesh_ctx* ctx)
 {
-    planting p = {soup, margin, ctx, nullptr, nullptr, nullptr, nullptr, false};
+    planting p = {soup, margin, ctx, nullptr, nullptr, nullptr, false};
     plant_result result = fill_tree(&p);
-    heap_free(p.boxes);
-    p.boxes = nullptr;
     if (result == plant_done) {
         ctx->next_id = soup->count;
         const bool prepared = prepare_vertices(how, &p);

@@ -66,7 +66,6 @@ bool trace_polygons(open_trs* open, mesh_ctx* ctx)
 
 stage_result trace_boundaries(std::int32_t* err, mesh_ctx* ctx)
 {
-    ++ctx->visit_stamp;
     open_trs open = {};
     const bool traced = open_trs_collect(&open, ctx) && trace_polygons(&open, ctx);
     open_trs_free(&open);

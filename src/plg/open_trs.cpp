@@ -183,13 +183,11 @@ obj_h find_in_leaf(open_trs* open, const float* p, const cell_node& leaf, std::u
     return {};
 }
 
-// Every triangle has all its neighbours, as in a sound solid. No object bears the new visit stamp.
+// Every triangle has all its neighbours, as in a sound solid.
 bool all_closed(mesh_ctx* ctx)
 {
-    const bool closed = for_each_obj_once(
+    return for_each_obj_once(
         ctx, [](obj_h, const cell_obj& obj) { return tr_nbr_count(rec(obj.tr)) == 3; });
-    ++ctx->visit_stamp;
-    return closed;
 }
 
 } // namespace
@@ -204,7 +202,9 @@ aabb near_box(const float* p)
 bool open_trs_collect(open_trs* open, mesh_ctx* ctx)
 {
     const std::size_t objs = obj_pool.used;
-    if (all_closed(ctx)) return index_corners(open);
+    const bool closed = all_closed(ctx);
+    ++ctx->visit_stamp; // for those that a polygon takes
+    if (closed) return index_corners(open);
     void* states = heap_alloc(objs);
     if (!states) return false;
     collect_job job = {open, static_cast<std::uint8_t*>(std::memset(states, 0, objs)), ctx};
