@@ -8,6 +8,7 @@
 #include "files/stl_stream.h"
 #include "mesh/cell_tree.h"
 #include "mesh/soup_plant.h"
+#include "mesh/soup_spacing.h"
 #include "repair/edge_groups.h"
 #include "repair/edge_sort.h"
 #include "run/run_state.h"
@@ -197,7 +198,9 @@ bool weld(bench_mesh* mesh)
         done = soup_add(&again, corners);
     }
     soup_finish(&again);
-    done = done && soup_places_are_apart(again);
+    std::uint8_t* close = nullptr;
+    done = done && soup_spacing(again, &close) != places_unknown;
+    heap_free(close);
     soup_free(&again);
     return done;
 }

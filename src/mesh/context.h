@@ -53,6 +53,7 @@ struct edge_tbl {
 /// What is known of the vertices of a mesh before its first merge.
 enum weld_state : std::uint32_t {
     weld_none,    ///< nothing
+    weld_some,    ///< the merge would change nothing but corners of triangles with tr_may_merge
     weld_done,    ///< the merge would change nothing
     weld_distinct ///< nor have two vertices one position, and all coordinates are finite
 };

@@ -67,6 +67,7 @@ enum tr_flag : std::uint64_t {
     tr_mark_35 = 1ull << 35,        ///< carried only
     tr_orient_seen = 1ull << 41,    ///< asks the per-cycle reset for a fresh normal
     tr_winding_turned = 1ull << 49, ///< its corners were swapped an odd number of times
+    tr_may_merge = 1ull << 51,      ///< weld_some: it has corners for the merge, which clears this
 
     tr_any_problem = tr_dup | tr_prob_17 | tr_prob_19 | tr_prob_21 | tr_prob_23 | tr_prob_25 |
                      tr_edge_err | tr_edge_err2 | tr_prob_31 | tr_prob_33,

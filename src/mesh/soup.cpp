@@ -1,7 +1,5 @@
 #include "mesh/soup.h"
 
-#include "mesh/pt_grid.h"
-
 #include <cstring>
 
 namespace velmora {
@@ -10,9 +8,6 @@ namespace {
 
 constexpr std::uint32_t k_first_trs = 1024;
 static_assert(k_soup_ahead % 3 == 0 && k_soup_ahead <= k_first_trs);
-constexpr std::uint32_t k_nothing = 0xFFFFFFFFu;
-constexpr std::uint32_t k_cells_ahead = 32;
-constexpr std::uint32_t k_most_corners = 0xFFFF; ///< of a place: what a vertex can count
 
 std::uint32_t hash_of(const float* pos)
 {
@@ -100,96 +95,6 @@ std::uint32_t place_of(const float* pos, std::uint32_t hash, tr_soup* soup)
     return *slot - 1;
 }
 
-bool all_finite(const tr_soup& soup)
-{
-    bool finite = std::isfinite(merge_tol) && merge_tol >= 0.0f;
-    for (std::size_t i = 0; i < std::size_t{3} * soup.place_count; ++i)
-        finite &= std::isfinite(soup.places[i]);
-    return finite;
-}
-
-// Places chained by the cell of the grid that they are in.
-struct cell_chains {
-    std::uint32_t* heads;
-    std::uint32_t* nexts; // by place
-    std::uint32_t mask;
-};
-
-bool chains_init(std::uint32_t places, cell_chains* chains)
-{
-    std::uint64_t heads = 64;
-    while (heads < places)
-        heads *= 2;
-    chains->heads = static_cast<std::uint32_t*>(heap_alloc(sizeof(std::uint32_t) * heads));
-    chains->nexts = static_cast<std::uint32_t*>(heap_alloc(sizeof(std::uint32_t) * places));
-    chains->mask = static_cast<std::uint32_t>(heads - 1);
-    if (!chains->heads || !chains->nexts) return false;
-    std::memset(chains->heads, 0xFF, sizeof(std::uint32_t) * heads);
-    return true;
-}
-
-// Adds a place, unless another is close to it.
-bool add_lonely(const tr_soup& soup, const pt_grid& grid, std::uint32_t place,
-                const grid_cell& cell, cell_chains* chains)
-{
-    const float* pos = place_pos(soup, place);
-    const bool lonely = for_each_close_cell(cell, [&](std::uint32_t hash) {
-        for (std::uint32_t p = chains->heads[hash & chains->mask]; p != k_nothing;
-             p = chains->nexts[p])
-            if (are_close(grid, place_pos(soup, p), pos)) return false;
-        return true;
-    });
-    const int here[3] = {0, 0, 0};
-    std::uint32_t& head = chains->heads[cell_hash(cell, here) & chains->mask];
-    chains->nexts[place] = head;
-    head = place;
-    return lonely;
-}
-
-// The same for a run of places. The heads are all over a table larger than the cache: those of the
-// cells themselves are fetched before the first is looked at.
-bool add_lonely_run(const tr_soup& soup, const pt_grid& grid, std::uint32_t first,
-                    cell_chains* chains)
-{
-    const std::uint32_t left = soup.place_count - first;
-    const std::uint32_t count = left < k_cells_ahead ? left : k_cells_ahead;
-    grid_cell cells[k_cells_ahead];
-    const int here[3] = {0, 0, 0};
-    for (std::uint32_t i = 0; i < count; ++i) {
-        cells[i] = cell_of(grid, place_pos(soup, first + i));
-        __builtin_prefetch(&chains->heads[cell_hash(cells[i], here) & chains->mask]);
-    }
-    bool lonely = true;
-    for (std::uint32_t i = 0; i < count && lonely; ++i)
-        lonely = add_lonely(soup, grid, first + i, cells[i], chains);
-    return lonely;
-}
-
-bool none_is_close(const tr_soup& soup)
-{
-    cell_chains chains = {};
-    bool apart = chains_init(soup.place_count, &chains);
-    const pt_grid grid = grid_of_tol();
-    for (std::uint32_t p = 0; p < soup.place_count && apart; p += k_cells_ahead)
-        apart = add_lonely_run(soup, grid, p, &chains);
-    heap_free(chains.heads);
-    heap_free(chains.nexts);
-    return apart;
-}
-
-bool none_is_crowded(const tr_soup& soup)
-{
-    const std::size_t size = sizeof(std::uint32_t) * soup.place_count;
-    auto* users = static_cast<std::uint32_t*>(heap_alloc(size));
-    if (!users) return false;
-    std::memset(users, 0, size);
-    bool countable = true;
-    for (std::size_t i = 0; i < std::size_t{3} * soup.count; ++i)
-        countable &= ++users[soup.corners[i]] <= k_most_corners;
-    heap_free(users);
-    return countable;
-}
-
 } // namespace
 
 // The slots are all over a table larger than the cache: each is fetched while others are looked at.
@@ -221,12 +126,6 @@ void soup_free(tr_soup* soup)
     heap_free(soup->places);
     heap_free(soup->slots);
     *soup = {};
-}
-
-bool soup_places_are_apart(const tr_soup& soup)
-{
-    if (soup.place_count == 0) return true;
-    return all_finite(soup) && none_is_crowded(soup) && none_is_close(soup);
 }
 
 } // namespace velmora

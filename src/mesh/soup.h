@@ -46,9 +46,4 @@ void soup_finish(tr_soup* soup);
 /// Gives all memory back; the soup is then empty.
 void soup_free(tr_soup* soup);
 
-/// Whether any two corners that merge_tol makes equal have the same position, and no place has more
-/// corners than a vertex can count: then the merge gives each place one vertex. False also when
-/// memory ran out.
-[[nodiscard]] bool soup_places_are_apart(const tr_soup& soup);
-
 } // namespace velmora

@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/soup_spacing.h"
 #include "mesh/tree_fill.h"
 #include "mesh/vec.h"
 
@@ -43,7 +44,8 @@ struct planting {
     std::uint32_t* stream; // the numbers that are inserted; then by number: its object
     vtx_h* vtxs;           // welded: by place, its vertex once there is one
     std::uint32_t* users;  // where some triangle has two corners at one place: triangles by place
-    bool welded;
+    std::uint8_t* close;   // where some places are close to others: which ones
+    weld_state weld;
 };
 
 void planting_free(planting* p)
@@ -51,6 +53,7 @@ void planting_free(planting* p)
     heap_free(p->stream);
     heap_free(p->vtxs);
     heap_free(p->users);
+    heap_free(p->close);
 }
 
 aabb box_of_insertion(const planting& p, std::uint32_t k)
@@ -123,8 +126,10 @@ bool prepare_vertices(plant_vertices how, planting* p)
     const std::uint32_t places = p->soup->place_count;
     heap_free(p->soup->slots);
     p->soup->slots = nullptr;
-    p->welded = how == plant_welded && soup_places_are_apart(*p->soup);
-    if (!p->welded) return true;
+    const place_spacing spacing =
+        how == plant_welded ? soup_spacing(*p->soup, &p->close) : places_unknown;
+    if (spacing == places_unknown) return true;
+    p->weld = spacing == places_apart ? weld_distinct : weld_some;
     p->vtxs = heap_array<vtx_h>(places);
     if (!p->vtxs || !count_users(p)) return false;
     std::memset(static_cast<void*>(p->vtxs), 0, sizeof(vtx_h) * places);
@@ -138,14 +143,18 @@ vtx_h new_vertex(const tr_soup& soup, std::uint32_t place)
     return v;
 }
 
-// The place's vertex, made when this is its first corner.
-vtx_h vertex_of(planting* p, const std::uint32_t* corners, int i)
+bool is_left_to_merge(const planting& p, std::uint32_t place)
 {
-    const std::uint32_t place = corners[i];
-    if (!p->welded) return new_vertex(*p->soup, place);
+    return p.weld == weld_none || (p.close && p.close[place]);
+}
+
+// The place's vertex, made when this is its first corner.
+vtx_h vertex_of(planting* p, std::uint32_t place)
+{
+    if (is_left_to_merge(*p, place)) return new_vertex(*p->soup, place);
     vtx_h& v = p->vtxs[place];
     if (v && p->users && p->users[place] == 1) {
-        p->ctx->topo->weld = weld_done;
+        if (p->weld == weld_distinct) p->weld = weld_done;
         return new_vertex(*p->soup, place);
     }
     if (!v) v = new_vertex(*p->soup, place);
@@ -156,8 +165,9 @@ bool set_corners(planting* p, std::uint32_t k, tr_rec* tr)
 {
     const std::uint32_t* corners = p->soup->corners + std::size_t{3} * tr_at(*p->soup, k);
     for (int i = 0; i < 3; ++i) {
-        const vtx_h v = vertex_of(p, corners, i);
+        const vtx_h v = vertex_of(p, corners[i]);
         if (!v) return false;
+        if (p->close && p->close[corners[i]]) tr->flags |= tr_may_merge;
         tr->vtx[i] = vtx_ref(v);
     }
     return true;
@@ -187,7 +197,7 @@ bool make_records(planting* p)
     std::memset(objs, 0, sizeof(std::uint32_t) * p->soup->count);
     pool_reserve(&obj_pool, p->ctx->tr_count);
     pool_reserve(&tr_pool, p->ctx->tr_count);
-    pool_reserve(&vtx_pool, p->welded ? p->soup->place_count : p->ctx->tr_count * 3);
+    pool_reserve(&vtx_pool, p->weld == weld_none ? p->ctx->tr_count * 3 : p->soup->place_count);
     return walk_leaves(p->ctx->root, everywhere, [&](cell_node& leaf) {
         for (std::uint32_t i = leaf.list.count; i-- > 0;) {
             obj_h& entry = leaf.list.items[i];
@@ -204,13 +214,13 @@ bool make_records(planting* p)
 
 plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin, mesh_ctx* ctx)
 {
-    planting p = {soup, margin, ctx, nullptr, nullptr, nullptr, false};
+    planting p = {soup, margin, ctx, nullptr, nullptr, nullptr, nullptr, weld_none};
     plant_result result = fill_tree(&p);
     if (result == plant_done) {
         ctx->next_id = soup->count;
         const bool prepared = prepare_vertices(how, &p);
-        ctx->topo->weld = prepared && p.welded ? weld_distinct : weld_none;
         ctx->in_order = prepared && make_records(&p);
+        ctx->topo->weld = p.weld;
         if (!ctx->in_order) {
             cell_forget_lists(ctx->root); // some entries are bare numbers yet
             result = plant_no_memory;

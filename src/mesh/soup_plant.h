@@ -13,13 +13,13 @@ enum plant_result {
 
 enum plant_vertices {
     plant_apart, ///< each corner has a vertex of its own
-    plant_welded ///< the corners of a place share one, if the places are apart
+    plant_welded ///< the corners of a place share one, where no other place is close
 };
 
 /// Makes the soup the mesh: the tree under ctx->root, which is one empty leaf, is the same as after
 /// adding an object for each triangle, the last one first, with identities in this order and boxes
 /// `margin` wider than the triangles. Triangles that are points are left out. ctx->topo->weld tells
-/// whether vertices are welded. All records are in order. The soup is then empty.
+/// what is left to the merge. All records are in order. The soup is then empty.
 /// @return unless plant_done the soup stays the caller's, perhaps empty; after plant_no_memory the
 /// mesh is only good for being freed
 [[nodiscard]] plant_result soup_plant(tr_soup* soup, plant_vertices how, double margin,

@@ -24,7 +24,9 @@ struct merge_work {
     run* runs; // what is left of a cluster's objects, and how they stand after a row
     run* next_runs;
     std::uint32_t capacity;
-    std::uint32_t settled; // visit stamp of objects no two of which have anything to merge
+    std::uint32_t settled;  // visit stamp of objects no two of which have anything to merge
+    std::uint8_t* looks_at; // by object, where only some may have anything to merge: which; owned
+    obj_list chosen;        // those of a leaf, in its order; owned, holds no references
 };
 
 void merge_work_free(merge_work* w)
@@ -32,6 +34,8 @@ void merge_work_free(merge_work* w)
     leaf_points_free(&w->leaf);
     heap_free(w->runs);
     heap_free(w->next_runs);
+    heap_free(w->looks_at);
+    heap_free(w->chosen.items);
     *w = {};
 }
 
@@ -237,15 +241,48 @@ bool merge_leaf(const obj_list& list, merge_work* w, mesh_ctx* ctx)
     return true;
 }
 
+// Moves the marks of the triangles to where they are at hand for each entry of a list.
+bool choose_objects(merge_work* w, mesh_ctx* ctx)
+{
+    const std::size_t objs = obj_pool.used;
+    w->looks_at = heap_array<std::uint8_t>(objs);
+    if (!w->looks_at) return false;
+    std::memset(w->looks_at, 0, objs);
+    return for_each_obj_once(ctx, [&](obj_h o, const cell_obj& obj) {
+        tr_rec& tr = rec(obj.tr);
+        w->looks_at[o.i] = (tr.flags & tr_may_merge) != 0;
+        tr.flags &= ~tr_may_merge;
+        return true;
+    });
+}
+
+// The others have no corner that is equal to one of another vertex.
+bool merge_chosen(const obj_list& list, merge_work* w, mesh_ctx* ctx)
+{
+    if (!list_reserve(&w->chosen, list.count)) return false;
+    w->chosen.count = 0;
+    for (std::uint32_t i = 0; i < list.count; ++i)
+        if (w->looks_at[list.items[i].i]) w->chosen.items[w->chosen.count++] = list.items[i];
+    return merge_leaf(w->chosen, w, ctx);
+}
+
+bool merge_tree(merge_work* w, mesh_ctx* ctx)
+{
+    const bool some = ctx->topo && ctx->topo->weld == weld_some;
+    if (some && !choose_objects(w, ctx)) return false;
+    w->settled = ++ctx->visit_stamp;
+    return walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+        return some ? merge_chosen(leaf.list, w, ctx) : merge_leaf(leaf.list, w, ctx);
+    });
+}
+
 } // namespace
 
 stage_result merge_vertices(std::int32_t* err, mesh_ctx* ctx)
 {
     if (!ctx->root) return stage_ok;
     merge_work w = {};
-    w.settled = ++ctx->visit_stamp;
-    const bool done = walk_leaves(ctx->root, everywhere,
-                                  [&](cell_node& leaf) { return merge_leaf(leaf.list, &w, ctx); });
+    const bool done = merge_tree(&w, ctx);
     merge_work_free(&w);
     if (!done) *err = err_no_memory;
     return done ? stage_ok : stage_failed;

@@ -23,7 +23,7 @@ void clear_results(topo_ctx* topo)
 
 bool merge_first(const topo_ctx& topo)
 {
-    return topo.reuse == 0 && topo.weld == weld_none;
+    return topo.reuse == 0 && (topo.weld == weld_none || topo.weld == weld_some);
 }
 
 bool stitch_by_position(bool* stitched, std::int32_t* err, mesh_ctx* ctx)

@@ -1,0 +1,24 @@
+// mesh/soup_spacing.h - which places of a soup the merge of vertices may have to do with.
+#pragma once
+
+#include "mesh/soup.h"
+
+#include <cstdint>
+
+namespace velmora {
+
+enum place_spacing {
+    places_apart,  ///< the merge gives each place one vertex
+    places_mixed,  ///< the same for all places but those that are close to another one
+    places_unknown ///< any place may be close to another, or have more corners than a vertex counts
+};
+
+/// Compares all places that share a neighbourhood. Two are close when merge_tol may make them
+/// equal.
+/// @param[out] close  places_mixed: by place, 1 for those close to another; the caller's to free.
+///                    Else null
+/// @return places_unknown also when memory ran out, and where so many places are close together
+/// that comparing them takes long
+[[nodiscard]] place_spacing soup_spacing(const tr_soup& soup, std::uint8_t** close);
+
+} // namespace velmora
