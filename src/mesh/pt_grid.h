@@ -3,7 +3,8 @@
 // Cells are some tolerances wide, so few points are near to a face, and few share a cell. Points
 // that are close to each other have one cell, or neighbouring cells whose common face both are near
 // to. Where a coordinate is so large that neighbouring floats are further apart than the tolerance,
-// or where there is no tolerance, each value is a cell of its own.
+// or where there is no tolerance, each value is a cell of its own. Where many points are close, the
+// fine grid serves: its cells are hardly wider than the tolerance.
 #pragma once
 
 #include "mesh/tolerances.h"
@@ -36,6 +37,15 @@ inline pt_grid grid_of_tol()
 {
     const double reach = static_cast<double>(merge_tol) * k_reach_tols;
     return {reach, reach > 0.0 ? 1.0 / (k_cell_tols * reach) : 0.0};
+}
+
+/// The same with cells so narrow that points in one are about as close as close points are. Points
+/// that are close have one cell or neighbouring ones, however near to a face.
+inline pt_grid fine_grid_of_tol()
+{
+    pt_grid grid = grid_of_tol();
+    if (grid.reach > 0.0) grid.per_cell = 1.0 / (grid.reach * (1.0 + k_near_face / k_cell_tols));
+    return grid;
 }
 
 struct grid_cell {
@@ -76,12 +86,17 @@ inline std::uint64_t hash_mix(std::uint64_t h, std::int64_t with)
     return h ^ h >> 29;
 }
 
+inline std::uint32_t hash_end(std::uint64_t h)
+{
+    return static_cast<std::uint32_t>(h >> 20);
+}
+
 /// Hash of the cell that lies `d` cells further on.
 inline std::uint32_t cell_hash(const grid_cell& cell, const int* d)
 {
     const std::uint64_t h =
         hash_mix(hash_mix(hash_mix(0, cell.at[0] + d[0]), cell.at[1] + d[1]), cell.at[2] + d[2]);
-    return static_cast<std::uint32_t>(h >> 20);
+    return hash_end(h);
 }
 
 /// Calls `look(hash)` for each cell in which a point close to one in `cell` may be, its own first,
@@ -101,6 +116,19 @@ template <class look_fn> bool for_each_close_cell(const grid_cell& cell, const l
         if (looks && !look(cell_hash(cell, d))) return false;
     }
     return true;
+}
+
+/// Calls `look(hash)` for a cell and the 26 around it.
+template <class look_fn> void for_each_cell_around(const grid_cell& cell, const look_fn& look)
+{
+    for (int i = -1; i <= 1; ++i) {
+        const std::uint64_t hx = hash_mix(0, cell.at[0] + i);
+        for (int j = -1; j <= 1; ++j) {
+            const std::uint64_t hxy = hash_mix(hx, cell.at[1] + j);
+            for (int k = -1; k <= 1; ++k)
+                look(hash_end(hash_mix(hxy, cell.at[2] + k)));
+        }
+    }
 }
 
 /// Whether two points may be equal within the tolerance.

@@ -10,71 +10,37 @@
 namespace velmora {
 
 constexpr std::uint32_t k_nothing = 0xFFFFFFFFu;
+constexpr std::uint32_t k_few_places = 300; ///< up to this many may be compared with each other
 
 /// A place where corners are.
 struct leaf_place {
-    float pos[3];
+    vtx_h vtx;            ///< a vertex that is there
+    bool several;         ///< another one is, too
     std::uint32_t next;   ///< in the same chain of the hash
     std::uint32_t parent; ///< towards the cluster's first place, which is its own
     // Of a first place:
-    std::uint32_t count; ///< members of the cluster, then where the next one goes
-    bool all_meet;       ///< as in point_cluster
-    float low[3];        ///< the box of all places in the cluster
-    float high[3];
+    std::uint32_t vertices; ///< of the cluster, 2 for more; a single one has nothing to merge with
+    std::uint32_t count;    ///< members of the cluster, then where the next one goes
+    bool all_meet;          ///< as in point_cluster
+    aabb box;               ///< of all places in a cluster with several vertices
 };
 
 namespace {
-
-const int k_here[3] = {0, 0, 0};
 
 std::uint32_t* chain_at(const leaf_points& leaf, std::uint32_t hash)
 {
     return &leaf.heads[hash & (leaf.head_count - 1)];
 }
 
-std::uint32_t first_place(leaf_place* places, std::uint32_t p)
+void clear_heads(leaf_points* leaf)
 {
-    while (places[p].parent != p)
-        p = places[p].parent = places[places[p].parent].parent;
-    return p;
-}
-
-void join_close_places(const leaf_points& leaf, const pt_grid& grid, std::uint32_t chain,
-                       std::uint32_t place)
-{
-    for (std::uint32_t p = chain; p != k_nothing; p = leaf.places[p].next) {
-        if (!are_close(grid, leaf.places[p].pos, leaf.places[place].pos)) continue;
-        const std::uint32_t a = first_place(leaf.places, p);
-        const std::uint32_t b = first_place(leaf.places, place);
-        leaf.places[b].parent = a;
-    }
-}
-
-// The place of a position, which is new when no corner before had it.
-std::uint32_t place_of(const leaf_points& leaf, const pt_grid& grid, const float* pos,
-                       std::uint32_t* place_count)
-{
-    const grid_cell cell = cell_of(grid, pos);
-    std::uint32_t* const chain = chain_at(leaf, cell_hash(cell, k_here));
-    for (std::uint32_t p = *chain; p != k_nothing; p = leaf.places[p].next)
-        if (pts_same(leaf.places[p].pos, pos)) return p;
-    const std::uint32_t place = (*place_count)++;
-    leaf.places[place] = {
-        {pos[0], pos[1], pos[2]}, k_nothing, place, 0, true, {pos[0], pos[1], pos[2]},
-        {pos[0], pos[1], pos[2]}};
-    for_each_close_cell(cell, [&](std::uint32_t hash) {
-        join_close_places(leaf, grid, *chain_at(leaf, hash), place);
-        return true;
-    });
-    leaf.places[place].next = *chain;
-    *chain = place;
-    return place;
+    std::memset(leaf->heads, 0xFF, sizeof *leaf->heads * leaf->head_count);
 }
 
 template <class item_t> bool reserve_array(item_t** items, std::size_t count)
 {
     heap_free(*items);
-    *items = static_cast<item_t*>(heap_alloc(sizeof(item_t) * count));
+    *items = heap_array<item_t>(count);
     return *items != nullptr;
 }
 
@@ -102,35 +68,160 @@ bool reserve(leaf_points* leaf, std::uint32_t entry_count)
     return true;
 }
 
-bool load_entries(const obj_list& list, leaf_points* leaf)
+void load_entries(const obj_list& list, leaf_points* leaf)
 {
     leaf->entry_count = 0;
-    bool finite = std::isfinite(merge_tol) && merge_tol >= 0.0f;
-    for (const obj_h o : list) {
-        const tr_h t = rec(o).tr;
-        leaf->entries[leaf->entry_count++] = {t, rec(o).box};
-        for (int i = 0; i < 3; ++i) {
-            const float* pos = corner_pos(rec(t), i);
-            finite =
-                finite && std::isfinite(pos[0]) && std::isfinite(pos[1]) && std::isfinite(pos[2]);
-        }
+    for (const obj_h o : list)
+        leaf->entries[leaf->entry_count++] = {rec(o).tr, rec(o).box};
+}
+
+// ---- places
+
+// Both zeros have one hash, as they compare equal.
+std::uint32_t hash_of(const float* pos)
+{
+    std::uint64_t h = 0;
+    for (int i = 0; i < 3; ++i) {
+        const float x = pos[i] + 0.0f;
+        std::uint32_t bits;
+        std::memcpy(&bits, &x, sizeof bits);
+        h = (h ^ bits) * 0x9E3779B97F4A7C15ull;
+        h ^= h >> 29;
     }
-    return finite;
+    return static_cast<std::uint32_t>(h >> 16);
+}
+
+const float* pos_of(const leaf_points& leaf, std::uint32_t place)
+{
+    return rec(leaf.places[place].vtx).pos;
+}
+
+// The place of a vertex, which is new when no corner before was there.
+std::uint32_t place_of(const leaf_points& leaf, vtx_h v, std::uint32_t* place_count)
+{
+    const float* pos = rec(v).pos;
+    std::uint32_t at = hash_of(pos) & (leaf.head_count - 1);
+    for (; leaf.heads[at] != k_nothing; at = (at + 1) & (leaf.head_count - 1)) {
+        leaf_place& place = leaf.places[leaf.heads[at]];
+        if (place.vtx == v) return leaf.heads[at];
+        if (!pts_same(rec(place.vtx).pos, pos)) continue;
+        place.several = true;
+        return leaf.heads[at];
+    }
+    const std::uint32_t number = (*place_count)++;
+    leaf.places[number] = {v, false, k_nothing, number, 0, 0, true, k_no_box};
+    return leaf.heads[at] = number;
 }
 
 std::uint32_t find_places(leaf_points* leaf)
 {
-    const pt_grid grid = grid_of_tol();
     leaf->head_count = heads_for(leaf->entry_count);
-    std::memset(leaf->heads, 0xFF, sizeof *leaf->heads * leaf->head_count);
+    clear_heads(leaf);
     std::uint32_t place_count = 0;
-    for (std::uint32_t e = 0; e < leaf->entry_count; ++e) {
-        const tr_rec& tr = rec(leaf->entries[e].tr);
-        for (int i = 0; i < 3; ++i)
-            leaf->corner_at[3 * e + static_cast<std::uint32_t>(i)] =
-                place_of(*leaf, grid, corner_pos(tr, i), &place_count);
-    }
+    for (std::uint32_t e = 0; e < leaf->entry_count; ++e)
+        for (std::uint32_t i = 0; i < 3; ++i)
+            leaf->corner_at[3 * e + i] =
+                place_of(*leaf, rec(leaf->entries[e].tr).vtx[i], &place_count);
     return place_count;
+}
+
+bool all_finite(const leaf_points& leaf, std::uint32_t place_count)
+{
+    bool finite = std::isfinite(merge_tol) && merge_tol >= 0.0f;
+    for (std::uint32_t p = 0; p < place_count; ++p)
+        for (int i = 0; i < 3; ++i)
+            finite &= std::isfinite(pos_of(leaf, p)[i]);
+    return finite;
+}
+
+// ---- clusters
+
+std::uint32_t first_of(leaf_place* places, std::uint32_t p)
+{
+    while (places[p].parent != p)
+        p = places[p].parent = places[places[p].parent].parent;
+    return p;
+}
+
+void join(leaf_place* places, std::uint32_t a, std::uint32_t b)
+{
+    places[first_of(places, b)].parent = first_of(places, a);
+}
+
+// Joins a place with all close ones of a chain.
+void join_close(const leaf_points& leaf, const pt_grid& grid, std::uint32_t hash, std::uint32_t p)
+{
+    for (std::uint32_t n = *chain_at(leaf, hash); n != k_nothing; n = leaf.places[n].next)
+        if (are_close(grid, pos_of(leaf, n), pos_of(leaf, p))) join(leaf.places, n, p);
+}
+
+// The same where those of the chain are one cluster.
+void join_cell(const leaf_points& leaf, const pt_grid& grid, std::uint32_t hash, std::uint32_t p)
+{
+    std::uint32_t n = *chain_at(leaf, hash);
+    while (n != k_nothing && !are_close(grid, pos_of(leaf, n), pos_of(leaf, p)))
+        n = leaf.places[n].next;
+    if (n != k_nothing) join(leaf.places, n, p);
+}
+
+void add_to_chain(const leaf_points& leaf, const grid_cell& cell, std::uint32_t p)
+{
+    const int here[3] = {0, 0, 0};
+    std::uint32_t& chain = *chain_at(leaf, cell_hash(cell, here));
+    leaf.places[p].next = chain;
+    chain = p;
+}
+
+void find_few_clusters(std::uint32_t place_count, const leaf_points& leaf)
+{
+    const pt_grid grid = grid_of_tol();
+    for (std::uint32_t p = 0; p < place_count; ++p) {
+        const grid_cell cell = cell_of(grid, pos_of(leaf, p));
+        for_each_close_cell(cell, [&](std::uint32_t hash) {
+            join_close(leaf, grid, hash, p);
+            return true;
+        });
+        add_to_chain(leaf, cell, p);
+    }
+}
+
+// Looks at more cells, but takes no quadratic time where all places lie close together: those in
+// one cell of the fine grid are a cluster from the start, even where they are not quite close, and
+// so the first close one in another cell joins all of that.
+void find_many_clusters(std::uint32_t place_count, const leaf_points& leaf)
+{
+    const pt_grid grid = fine_grid_of_tol();
+    const int here[3] = {0, 0, 0};
+    for (std::uint32_t p = 0; p < place_count; ++p) {
+        const grid_cell cell = cell_of(grid, pos_of(leaf, p));
+        const std::uint32_t mate = *chain_at(leaf, cell_hash(cell, here));
+        if (mate != k_nothing) join(leaf.places, mate, p);
+        for_each_cell_around(cell, [&](std::uint32_t hash) { join_cell(leaf, grid, hash, p); });
+        add_to_chain(leaf, cell, p);
+    }
+}
+
+void find_clusters(std::uint32_t place_count, leaf_points* leaf)
+{
+    clear_heads(leaf);
+    if (place_count <= k_few_places) {
+        find_few_clusters(place_count, *leaf);
+    } else {
+        find_many_clusters(place_count, *leaf);
+    }
+}
+
+// Whether any cluster has more than one vertex.
+bool count_vertices(std::uint32_t place_count, leaf_points* leaf)
+{
+    bool any = false;
+    for (std::uint32_t p = 0; p < place_count; ++p) {
+        leaf_place& first = leaf->places[first_of(leaf->places, p)];
+        const std::uint32_t vertices = first.vertices + (leaf->places[p].several ? 2 : 1);
+        first.vertices = vertices < 2 ? vertices : 2;
+        any |= vertices > 1;
+    }
+    return any;
 }
 
 // No two places of a cluster are further apart than the ends of its box, and the difference of
@@ -138,26 +229,24 @@ std::uint32_t find_places(leaf_points* leaf)
 void find_wide_clusters(leaf_points* leaf, std::uint32_t place_count)
 {
     for (std::uint32_t p = 0; p < place_count; ++p) {
-        const std::uint32_t f = first_place(leaf->places, p);
-        if (f == p) continue;
-        leaf_place& first = leaf->places[f];
-        for (int i = 0; i < 3; ++i) {
-            const float x = leaf->places[p].pos[i];
-            if (x < first.low[i]) first.low[i] = x;
-            if (x > first.high[i]) first.high[i] = x;
-        }
+        leaf_place& first = leaf->places[first_of(leaf->places, p)];
+        if (first.vertices > 1) box_add(&first.box, pos_of(*leaf, p));
     }
     for (std::uint32_t p = 0; p < place_count; ++p)
-        leaf->places[p].all_meet = pts_equal(leaf->places[p].low, leaf->places[p].high);
+        leaf->places[p].all_meet = pts_equal(leaf->places[p].box.min, leaf->places[p].box.max);
 }
 
-// The members that an entry makes, with the first places of their clusters; returns how many.
+// ---- members
+
+// The members that an entry makes, with the first places of their clusters, where these have more
+// than one vertex; returns how many.
 int members_of(const leaf_points& leaf, std::uint32_t e, cluster_member* members,
                std::uint32_t* firsts)
 {
     int count = 0;
     for (std::uint32_t i = 0; i < 3; ++i) {
-        const std::uint32_t first = first_place(leaf.places, leaf.corner_at[3 * e + i]);
+        const std::uint32_t first = first_of(leaf.places, leaf.corner_at[3 * e + i]);
+        if (leaf.places[first].vertices < 2) continue;
         int m = 0;
         while (m < count && firsts[m] != first)
             ++m;
@@ -170,6 +259,11 @@ int members_of(const leaf_points& leaf, std::uint32_t e, cluster_member* members
     return count;
 }
 
+bool has_in_box(const leaf_entry& entry, const leaf_place& first)
+{
+    return pt_in_box(entry.box, rec(first.vtx).pos);
+}
+
 void count_members(leaf_points* leaf)
 {
     for (std::uint32_t e = 0; e < leaf->entry_count; ++e) {
@@ -177,9 +271,9 @@ void count_members(leaf_points* leaf)
         std::uint32_t firsts[3];
         const int count = members_of(*leaf, e, members, firsts);
         for (int m = 0; m < count; ++m) {
-            leaf_place& place = leaf->places[firsts[m]];
-            ++place.count;
-            if (!pt_in_box(leaf->entries[e].box, place.pos)) place.all_meet = false;
+            leaf_place& first = leaf->places[firsts[m]];
+            ++first.count;
+            if (!has_in_box(leaf->entries[e], first)) first.all_meet = false;
         }
     }
 }
@@ -187,7 +281,6 @@ void count_members(leaf_points* leaf)
 void make_clusters(leaf_points* leaf, std::uint32_t place_count)
 {
     std::uint32_t member_count = 0;
-    leaf->cluster_count = 0;
     for (std::uint32_t p = 0; p < place_count; ++p) {
         leaf_place& place = leaf->places[p];
         const std::uint32_t count = place.count;
@@ -205,8 +298,8 @@ void fill_members(leaf_points* leaf)
         std::uint32_t firsts[3];
         const int count = members_of(*leaf, e, members, firsts);
         for (int m = 0; m < count; ++m) {
-            leaf_place& place = leaf->places[firsts[m]];
-            if (place.count != k_nothing) leaf->members[place.count++] = members[m];
+            leaf_place& first = leaf->places[firsts[m]];
+            if (first.count != k_nothing) leaf->members[first.count++] = members[m];
         }
     }
 }
@@ -216,9 +309,13 @@ void fill_members(leaf_points* leaf)
 bool leaf_points_load(const obj_list& list, leaf_points* leaf)
 {
     if (!reserve(leaf, list.count)) return false;
-    leaf->clustered = load_entries(list, leaf);
-    if (!leaf->clustered) return true;
+    load_entries(list, leaf);
+    leaf->cluster_count = 0;
     const std::uint32_t place_count = find_places(leaf);
+    leaf->clustered = all_finite(*leaf, place_count);
+    if (!leaf->clustered) return true;
+    find_clusters(place_count, leaf);
+    if (!count_vertices(place_count, leaf)) return true;
     find_wide_clusters(leaf, place_count);
     count_members(leaf);
     make_clusters(leaf, place_count);

@@ -2,9 +2,9 @@
 //
 // Comparing each corner of a leaf with each other takes quadratic time, and leaves at the level
 // limit hold thousands. But a merge only ever gives a corner the place of another that is within
-// the merge tolerance of it. So the places of a leaf fall into clusters, each linked by steps of at
-// most the tolerance, and what happens in one cluster never touches another. Mostly a cluster is
-// one place. Places are found by a hash over a grid whose cells are some tolerances wide.
+// the merge tolerance of it. So the places of a leaf fall into clusters, such that none is within
+// the tolerance of one in another cluster, and what happens in one cluster never touches another.
+// Mostly a cluster is one place. They are found by a hash over a grid.
 #pragma once
 
 #include "mesh/obj_list.h"
@@ -26,7 +26,7 @@ struct cluster_member {
     std::uint32_t corners; ///< bit i: corner i is one of them
 };
 
-/// Places linked by the tolerance, with two entries or more.
+/// A cluster of two vertices or more, with two entries or more.
 struct point_cluster {
     std::uint32_t first; ///< of its members, which stand in list order
     std::uint32_t count;
@@ -47,7 +47,7 @@ struct leaf_points {
     std::uint32_t capacity;   ///< entries that there is room for
     leaf_place* places;       ///< owned
     std::uint32_t* corner_at; ///< place of each corner; owned
-    std::uint32_t* heads;     ///< hash of the grid's cells; owned
+    std::uint32_t* heads;     ///< hash of the positions, then of the grid's cells; owned
     std::uint32_t head_count; ///< a power of two, as this leaf needs it
 };
 

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <random>
+#include <string>
 #include <utility>
 
 namespace velmora {
@@ -87,6 +88,25 @@ struct random_soup {
         if (seed % 4 == 0) scale(seed);
     }
 
+    // Hundreds of places in few leaves, spread at random, so that chains of close ones run through
+    // all of them: from a handful within the tolerance to all.
+    static random_soup dense(unsigned seed)
+    {
+        random_soup s(1);
+        std::mt19937 random(seed);
+        s.points.resize(320 + 20 * (seed % 9));
+        for (mesh_fixture::point& p : s.points)
+            for (float& x : p)
+                x = std::ldexp(static_cast<float>(random() % 4096), static_cast<int>(seed % 7) - 9);
+        const auto count = static_cast<unsigned>(s.points.size());
+        s.trs = random_trs(seed, count, seed % 2 ? count / 3 : count);
+        s.form = seed % 5 ? soup : shared_corners;
+        s.tol = std::ldexp(seed % 3 ? 300.0f : 75.0f * static_cast<float>(seed % 19),
+                           static_cast<int>(seed % 7) - 9);
+        s.list_len = seed == 3 ? 300 : 4000;
+        return s;
+    }
+
     // A tolerance of a good part of the model or beyond it: the triangles stand in most of many
     // leaves.
     void widen(unsigned seed)
@@ -152,22 +172,30 @@ TEST(merge, later_object_wins_a_tie_and_more_users_win_otherwise)
     EXPECT_EQ(rec(of_second).refs, 3u);
 }
 
+static void expect_outcome_of_all_pairs(const random_soup& s, unsigned seed)
+{
+    std::vector<corner_state> outcome[2];
+    for (int fast = 0; fast < 2; ++fast) {
+        topo_mesh m(s.points, s.trs, s.form);
+        m.set_merge_tol(s.tol);
+        m.fill_tree(s.list_len);
+        if (seed % 2) spoil_counts(&m, seed);
+        if (fast) merge(&m);
+        if (!fast) plain_merge(&m);
+        outcome[fast] = corners_of(m);
+    }
+    ASSERT_EQ(outcome[0], outcome[1]);
+}
+
 TEST(merge, outcome_is_that_of_all_pairs_in_order)
 {
     for (unsigned seed = 1; seed < 420; ++seed) {
         SCOPED_TRACE(seed);
-        const random_soup s(seed);
-        std::vector<corner_state> outcome[2];
-        for (int fast = 0; fast < 2; ++fast) {
-            topo_mesh m(s.points, s.trs, s.form);
-            m.set_merge_tol(s.tol);
-            m.fill_tree(s.list_len);
-            if (seed % 2) spoil_counts(&m, seed);
-            if (fast) merge(&m);
-            if (!fast) plain_merge(&m);
-            outcome[fast] = corners_of(m);
-        }
-        ASSERT_EQ(outcome[0], outcome[1]);
+        expect_outcome_of_all_pairs(random_soup(seed), seed);
+    }
+    for (unsigned seed = 0; seed < 16; ++seed) {
+        SCOPED_TRACE("dense " + std::to_string(seed));
+        expect_outcome_of_all_pairs(random_soup::dense(seed), seed);
     }
 }
 
