@@ -33,7 +33,7 @@ std::uint32_t merge_corners(const leaf_entry& a, std::uint32_t a_corners, const 
 
 namespace {
 
-constexpr std::uint32_t k_few_members = 16; ///< up to this many are compared one by one
+constexpr std::uint32_t k_few_members = 8; ///< up to this many are compared one by one
 
 // Scratch of the merge, kept from leaf to leaf.
 struct merge_work {

@@ -52,10 +52,6 @@ class row_merge {
     {
         return &rec(leaf.entries[members[m].entry].tr).vtx[i];
     }
-    near_vertex& vertex_at(std::uint32_t m, std::uint32_t i) const
-    {
-        return w->vertices[w->uses[3 * m + i].vertex];
-    }
 
     // ---- the vertices of the cluster, found by their handles
 

@@ -27,7 +27,8 @@ struct memory_case {
     const char* out;
 };
 
-// Each mode, thin repair, each form of both files, in place, and through pipes.
+// Each mode, thin repair, each form of both files, in place, and through pipes; a tolerance that
+// makes two places close, and one that makes a chain of all.
 const memory_case cases[] = {
     {"-f in.astl -o out.stl -e gone -q 1", "in.astl", "out.stl"},
     {"-f in.stl -o out.astl -j 1.2 -g 1 -q 2", "in.stl", "out.astl"},
@@ -37,6 +38,8 @@ const memory_case cases[] = {
     {"-f in.stl -o = -q 1", "in.stl", "in.stl"},
     {"-f in.kvd -o = -q 4 -a 20", "in.kvd", "in.kvd"},
     {"-F m -O m -q 1", "in.kvd", "stdout"},
+    {"-f in.stl -o out.stl -m 0.03 -q 1", "in.stl", "out.stl"},
+    {"-f in.stl -o out.stl -m 1.1 -q 1", "in.stl", "out.stl"},
 };
 
 /// Runs in a folder of its own.
