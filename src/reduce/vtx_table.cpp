@@ -156,7 +156,7 @@ void vtx_table_free(vtx_table* table)
 void vtx_table_clear_fans(vtx_table* table)
 {
     for (std::uint32_t i = 0; i < table->count; ++i)
-        table->infos[i].fan_count = 0;
+        table->infos[i].fan_at = table->infos[i].fan_count = 0;
     drop_fans(table);
 }
 
