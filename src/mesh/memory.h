@@ -27,6 +27,15 @@ template <class item_t> [[nodiscard]] item_t* heap_array(std::size_t count)
 /// Gives `memory` back; null is allowed.
 void heap_free(void* memory);
 
+/// Room for `count` items in the place of what was there, which is given back with its content;
+/// false, and null, when memory ran out.
+template <class item_t> [[nodiscard]] bool heap_renew(item_t** items, std::size_t count)
+{
+    heap_free(*items);
+    *items = heap_array<item_t>(count);
+    return *items != nullptr;
+}
+
 /// Rehearsal of exhaustion: of the calls from now on, number `nth` (1 is the next) fails, once.
 /// 0 switches it off. Counts over all doors, retries included.
 void heap_fail_nth(std::uint64_t nth);

@@ -40,7 +40,8 @@ inline pt_grid grid_of_tol()
 }
 
 /// The same with cells so narrow that points in one are about as close as close points are. Points
-/// that are close have one cell or neighbouring ones, however near to a face.
+/// that are close have one cell or neighbouring ones, whatever grid_cell::near says: a cell is
+/// wider than the reach by more than the rounding of two cell numbers.
 inline pt_grid fine_grid_of_tol()
 {
     pt_grid grid = grid_of_tol();

@@ -12,7 +12,7 @@ namespace velmora {
 
 namespace {
 
-// All corners coincide: such a triangle is refused by the tree.
+// All corners coincide: such a triangle is refused by the tree. Coordinates are no NaN here.
 bool is_point(const tr_soup& soup, std::uint32_t t)
 {
     const float* a = soup_pos(soup, t, 0);

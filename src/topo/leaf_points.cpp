@@ -37,13 +37,6 @@ void clear_heads(leaf_points* leaf)
     std::memset(leaf->heads, 0xFF, sizeof *leaf->heads * leaf->head_count);
 }
 
-template <class item_t> bool reserve_array(item_t** items, std::size_t count)
-{
-    heap_free(*items);
-    *items = heap_array<item_t>(count);
-    return *items != nullptr;
-}
-
 // Slots of the hash for that many corners, at most half of them used.
 std::uint32_t heads_for(std::uint32_t entry_count)
 {
@@ -60,9 +53,9 @@ bool reserve(leaf_points* leaf, std::uint32_t entry_count)
     const std::size_t corners = 3 * count;
     const std::uint32_t heads = heads_for(static_cast<std::uint32_t>(count));
     leaf->capacity = 0;
-    if (!reserve_array(&leaf->entries, count) || !reserve_array(&leaf->clusters, corners) ||
-        !reserve_array(&leaf->members, corners) || !reserve_array(&leaf->places, corners) ||
-        !reserve_array(&leaf->corner_at, corners) || !reserve_array(&leaf->heads, heads))
+    if (!heap_renew(&leaf->entries, count) || !heap_renew(&leaf->clusters, corners) ||
+        !heap_renew(&leaf->members, corners) || !heap_renew(&leaf->places, corners) ||
+        !heap_renew(&leaf->corner_at, corners) || !heap_renew(&leaf->heads, heads))
         return false;
     leaf->capacity = static_cast<std::uint32_t>(count);
     return true;

@@ -42,7 +42,7 @@ struct merge_work {
     merge_rows rows;
     std::uint64_t merged;   // pairs so far
     std::uint32_t settled;  // visit stamp of objects no two of which have anything to merge
-    std::uint8_t* looks_at; // by object, where only some may have anything to merge: which; owned
+    std::uint8_t* looks_at; // by object: 1 when it has corners for the merge; null: all may; owned
     obj_list chosen;        // those of a leaf, in its order; owned, holds no references
 };
 
@@ -56,7 +56,7 @@ void merge_work_free(merge_work* w)
     *w = {};
 }
 
-// Entries against each other, in list order: all that follow, where they overlap.
+// An entry against one behind it.
 void merge_entries(const leaf_entry& a, std::uint32_t a_corners, const leaf_entry& b,
                    std::uint32_t b_corners, merge_work* w)
 {

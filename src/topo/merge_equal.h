@@ -23,7 +23,7 @@ struct equal_runs {
 /// Merges the corners of a cluster in which all meet, each member with all behind it. Members with
 /// one and the same vertex are passed over by the run, so that thousands of copies of a triangle
 /// take no quadratic time, also when counts wrap.
-/// @return the pairs that were merged; -1 when memory ran out, and then nothing has been
+/// @return the pairs that were merged; -1 when memory ran out; nothing was merged then
 [[nodiscard]] std::int64_t merge_equal(const leaf_points& leaf, const point_cluster& cluster,
                                        equal_runs* runs);
 

@@ -223,21 +223,14 @@ class row_merge {
     }
 };
 
-template <class item_t> bool renew_array(item_t** items, std::size_t count)
-{
-    heap_free(*items);
-    *items = heap_array<item_t>(count);
-    return *items != nullptr;
-}
-
 bool reserve(merge_rows* rows, std::uint32_t members)
 {
     if (members <= rows->capacity) return true;
     const std::size_t count = members + std::size_t{members} / 4;
     rows->capacity = 0;
-    if (!renew_array(&rows->vertices, 3 * count) || !renew_array(&rows->uses, 3 * count) ||
-        !renew_array(&rows->heads, std::bit_ceil(6 * count)) ||
-        !renew_array(&rows->waiting, count / 64 + 1))
+    if (!heap_renew(&rows->vertices, 3 * count) || !heap_renew(&rows->uses, 3 * count) ||
+        !heap_renew(&rows->heads, std::bit_ceil(6 * count)) ||
+        !heap_renew(&rows->waiting, count / 64 + 1))
         return false;
     rows->capacity = static_cast<std::uint32_t>(count);
     return true;

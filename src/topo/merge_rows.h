@@ -32,7 +32,7 @@ struct merge_rows {
 constexpr std::uint32_t k_most_in_rows = 1u << 28; ///< members that a cluster may have
 
 /// Merges the corners of the cluster's members, which stand in list order, row by row.
-/// @return the pairs that were merged; -1 when memory ran out, and then nothing has been
+/// @return the pairs that were merged; -1 when memory ran out; nothing was merged then
 [[nodiscard]] std::int64_t merge_by_rows(const leaf_points& leaf, const point_cluster& cluster,
                                          merge_rows* rows);
 

@@ -63,7 +63,9 @@ std::vector<soup_tr> random_soup(const soup_kind& kind, unsigned seed)
         for (int i = 0; i < 9; ++i) {
             const int step = (at[i % 3] + below(3)) % kind.steps;
             const float off = below(kind.jittered) == 0 ? kind.jitter : 0.0f;
-            tr.push_back(kind.flat && i % 3 == 2 ? 0.5f : static_cast<float>(step) + off);
+            const float zero = kind.jitter != 0.0f && below(kind.jittered) == 1 ? -0.0f : 0.0f;
+            const float x = step == 0 && off == 0.0f ? zero : static_cast<float>(step) + off;
+            tr.push_back(kind.flat && i % 3 == 2 ? 0.5f : x);
         }
         if (kind.doubled && below(kind.doubled) == 0)
             std::copy(tr.begin(), tr.begin() + 3, tr.begin() + 3 + 3 * below(2));
@@ -160,7 +162,8 @@ struct planted {
         for_each_obj_once(&ctx, [&](obj_h o, const cell_obj& obj) {
             const tr_rec& tr = rec(obj.tr);
             EXPECT_EQ(tr.cell, o);
-            out << tr.id << ": " << obj.refs << ' ' << obj.box.min[0] << ' ' << obj.box.max[2];
+            out << tr.id << ": " << tr.flags << ' ' << obj.refs << ' ' << obj.box.min[0] << ' '
+                << obj.box.max[2];
             for (const vtx_h v : tr.vtx) {
                 const std::size_t name = vtx_names.emplace(v.i, vtx_names.size()).first->second;
                 out << " v" << name << " x" << rec(v).refs << " at " << rec(v).pos[0] << ' '
