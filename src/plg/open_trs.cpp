@@ -4,8 +4,8 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
 #include "mesh/memory.h"
+#include "mesh/pt_hash.h"
 #include "mesh/vec.h"
-#include "plg/pt_hash.h"
 #include "plg/tr_edges.h"
 
 #include <cstring>

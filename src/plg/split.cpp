@@ -1,8 +1,8 @@
 #include "plg/split.h"
 
 #include "mesh/memory.h"
+#include "mesh/pt_hash.h"
 #include "mesh/vec.h"
-#include "plg/pt_hash.h"
 
 #include <cstring>
 

@@ -2,6 +2,7 @@
 
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
+#include "mesh/pt_hash.h"
 #include "mesh/vec.h"
 
 #include <algorithm>
@@ -15,20 +16,6 @@ constexpr std::uint32_t k_few_sides = 24; ///< up to this many are sorted by ins
 bool is_finite(const float* pos)
 {
     return std::isfinite(pos[0]) && std::isfinite(pos[1]) && std::isfinite(pos[2]);
-}
-
-// Both zeros have one hash, as they compare equal.
-std::uint32_t hash_of(const float* pos)
-{
-    std::uint64_t h = 0;
-    for (int i = 0; i < 3; ++i) {
-        const float c = pos[i] + 0.0f;
-        std::uint32_t bits;
-        std::memcpy(&bits, &c, sizeof bits);
-        h = (h ^ bits) * 0x9E3779B97F4A7C15ull;
-        h ^= h >> 29;
-    }
-    return static_cast<std::uint32_t>(h >> 16);
 }
 
 // A set of positions with open addressing; half full at most.
@@ -53,7 +40,7 @@ bool position_set_init(std::uint32_t most, position_set* set)
 bool position_set_add(const position_set& set, vtx_h v)
 {
     const float* pos = rec(v).pos;
-    for (std::uint32_t at = hash_of(pos) & set.mask;; at = (at + 1) & set.mask) {
+    for (std::uint32_t at = pt_hash(pos) & set.mask;; at = (at + 1) & set.mask) {
         vtx_h& slot = set.slots[at];
         if (!slot) slot = v;
         if (slot == v) return true;

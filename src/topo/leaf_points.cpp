@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/pt_grid.h"
+#include "mesh/pt_hash.h"
 #include "mesh/vec.h"
 
 #include <cmath>
@@ -70,20 +71,6 @@ void load_entries(const obj_list& list, leaf_points* leaf)
 
 // ---- places
 
-// Both zeros have one hash, as they compare equal.
-std::uint32_t hash_of(const float* pos)
-{
-    std::uint64_t h = 0;
-    for (int i = 0; i < 3; ++i) {
-        const float x = pos[i] + 0.0f;
-        std::uint32_t bits;
-        std::memcpy(&bits, &x, sizeof bits);
-        h = (h ^ bits) * 0x9E3779B97F4A7C15ull;
-        h ^= h >> 29;
-    }
-    return static_cast<std::uint32_t>(h >> 16);
-}
-
 const float* pos_of(const leaf_points& leaf, std::uint32_t place)
 {
     return rec(leaf.places[place].vtx).pos;
@@ -93,7 +80,7 @@ const float* pos_of(const leaf_points& leaf, std::uint32_t place)
 std::uint32_t place_of(const leaf_points& leaf, vtx_h v, std::uint32_t* place_count)
 {
     const float* pos = rec(v).pos;
-    std::uint32_t at = hash_of(pos) & (leaf.head_count - 1);
+    std::uint32_t at = pt_hash(pos) & (leaf.head_count - 1);
     for (; leaf.heads[at] != k_nothing; at = (at + 1) & (leaf.head_count - 1)) {
         leaf_place& place = leaf.places[leaf.heads[at]];
         if (place.vtx == v) return leaf.heads[at];

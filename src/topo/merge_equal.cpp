@@ -100,10 +100,8 @@ class equal_points {
 bool reserve(equal_runs* runs, std::uint32_t count)
 {
     if (count <= runs->capacity) return true;
-    equal_runs_free(runs);
-    runs->now = heap_array<equal_run>(count);
-    runs->next = heap_array<equal_run>(count);
-    if (!runs->now || !runs->next) return false;
+    runs->capacity = 0;
+    if (!heap_renew(&runs->now, count) || !heap_renew(&runs->next, count)) return false;
     runs->capacity = count;
     return true;
 }

@@ -1,6 +1,6 @@
-// plg/pt_hash.h - a hash of points that agrees with pts_same: -0 and +0 are one value.
+// mesh/pt_hash.h - a hash of points that agrees with pts_same: -0 and +0 are one value.
 //
-// A NaN is the same as nothing, so points that have one do not belong into a table at all.
+// A NaN is the same as nothing, so each point that has one is a stranger to all others.
 #pragma once
 
 #include <cstdint>
