@@ -179,4 +179,12 @@ static const seg_case seg_cases[] = {
      1.525089639624429},
 };
 
+TEST(distance, to_a_segment_is_that_to_its_nearest_point)
+{
+    for (const seg_case& c : seg_cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(pt_seg_dist(c.a, c.b, c.p), c.dist);
+    }
+}
+
 } // namespace velmora
