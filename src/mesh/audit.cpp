@@ -1,6 +1,7 @@
 #include "mesh/audit.h"
 
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 
 namespace velmora {
 
@@ -94,11 +95,15 @@ bool audit_open(count_audit* audit, const mesh_ctx* ctx)
         return false;
     }
     if (!ctx->root) return true;
-    walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
-        for (const obj_h o : leaf.list) {
-            if (audit->objs[o.i] == 0) ++audit->listed_objs;
-            ++audit->objs[o.i];
-        }
+    const auto count_listed = [&](obj_h o) {
+        if (audit->objs[o.i] == 0) ++audit->listed_objs;
+        ++audit->objs[o.i];
+        return false;
+    };
+    const auto count_folded = [&](const cell_node& node) { return any_folded(node, count_listed); };
+    walk_leaves(ctx->root, everywhere, count_folded, [&](cell_node& leaf) {
+        for (const obj_h o : leaf.list)
+            count_listed(o);
         return true;
     });
     return true;

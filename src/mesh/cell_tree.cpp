@@ -1,6 +1,7 @@
 #include "mesh/cell_tree.h"
 
 #include "mesh/box.h"
+#include "mesh/folded_cells.h"
 
 #include <cmath>
 
@@ -17,7 +18,7 @@ std::uint32_t last_serial = 0;
 node_h node_new(const aabb& box)
 {
     const node_h n = pool_take(&node_pool);
-    if (n) rec(n) = {box, {}, {}, {}, 0, ++last_serial};
+    if (n) rec(n) = {box, {}, {}, {}, 0, ++last_serial, 0, 0, false};
     return n;
 }
 
@@ -85,6 +86,8 @@ bool cell_insert(node_h n, obj_h obj, std::uint32_t level, bool* refused, mesh_c
         if (node.list.count < ctx->max_list || level >= ctx->max_level)
             return cell_list_add(&node, obj, ctx);
         if (!cell_split(n, level, ctx)) return false;
+    } else if (node.folded && !cell_unfold(n)) {
+        return false;
     }
     return cell_insert(node.low, obj, level + 1, refused, ctx) &&
            cell_insert(node.high, obj, level + 1, refused, ctx);
@@ -105,6 +108,7 @@ void tree_remove_walk(node_h n, removal* job)
         if (list_take_out(&node.list, job->obj, &job->obj_gone)) job->was_removed = true;
         return;
     }
+    if (node.folded && !cell_unfold(n)) return;
     tree_remove_walk(node.low, job);
     tree_remove_walk(node.high, job);
     cell_join_if_empty(n);
@@ -130,6 +134,10 @@ void drop_stamped_below(node_h n, std::uint32_t stamp)
     cell_node& node = rec(n);
     if (is_leaf(node)) {
         drop_stamped(&node.list, stamp);
+        return;
+    }
+    if (node.folded) {
+        fold_drop_stamped(&node, stamp);
         return;
     }
     drop_stamped_below(node.low, stamp);
@@ -176,9 +184,29 @@ bool cell_halve(node_h n, std::uint32_t level)
     return true;
 }
 
+void cell_forget_halves(node_h n)
+{
+    cell_node& node = rec(n);
+    cell_forget_lists(node.low);
+    cell_forget_lists(node.high);
+    cell_free(node.low);
+    cell_free(node.high);
+    node.low = node.high = {};
+}
+
 static bool is_empty_leaf(const cell_node& node)
 {
     return is_leaf(node) && node.list.count == 0;
+}
+
+// A leaf's list or a folded node's stream, with its references.
+static void drop_list(cell_node* node)
+{
+    if (node->folded) {
+        fold_release(node);
+    } else {
+        list_free(&node->list);
+    }
 }
 
 void cell_join_if_empty(node_h n)
@@ -193,7 +221,7 @@ void cell_join_if_empty(node_h n)
 void cell_make_leaf(node_h n)
 {
     cell_node& node = rec(n);
-    list_free(&node.list);
+    drop_list(&node);
     if (is_leaf(node)) return;
     cell_free(node.low);
     cell_free(node.high);
@@ -205,6 +233,7 @@ void cell_forget_lists(node_h n)
     cell_node& node = rec(n);
     heap_free(node.list.items);
     node.list = {};
+    node.folded = false;
     if (is_leaf(node)) return;
     cell_forget_lists(node.low);
     cell_forget_lists(node.high);
@@ -212,15 +241,19 @@ void cell_forget_lists(node_h n)
 
 void cell_tree_discard(mesh_ctx* ctx)
 {
+    the_fold.torn = false;
     if (!ctx->root) return;
     cell_forget_lists(ctx->root);
     cell_free(ctx->root);
     ctx->root = {};
+    fold_free();
 }
 
 void cell_tree_free(mesh_ctx* ctx)
 {
     if (ctx->root) cell_free(ctx->root);
+    fold_free();
+    the_fold.torn = false;
 }
 
 void cell_free(node_h node)
@@ -230,7 +263,7 @@ void cell_free(node_h node)
         cell_free(n.low);
         cell_free(n.high);
     }
-    list_free(&rec(node).list);
+    drop_list(&rec(node));
     rec(node).serial = 0;
     pool_give_back(&node_pool, node);
 }
@@ -272,6 +305,7 @@ void tr_remove_objs(const obj_list& objs, mesh_ctx* ctx)
         rec(o).stamp = ctx->visit_stamp;
     }
     drop_stamped_below(ctx->root, ctx->visit_stamp);
+    fold_forget_stamped(ctx->visit_stamp);
     for (const obj_h o : objs)
         rec(o).box = k_no_box;
     ctx->tr_count -= objs.count;
@@ -298,7 +332,10 @@ bool tree_collect(node_h node, obj_list* head, std::uint32_t* count, mesh_ctx* c
         return list_push(head, o);
     };
     if (ctx->in_order && node == ctx->root) return for_each_obj_in_order(collect);
-    return walk_leaves(node, everywhere, [&](cell_node& leaf) {
+    const auto has_unseen = [&](const cell_node& n) {
+        return folded_has_unseen(n, ctx->visit_stamp);
+    };
+    return walk_leaves(node, everywhere, has_unseen, [&](cell_node& leaf) {
         for (const obj_h o : leaf.list)
             if (!collect(o, rec(o))) return false;
         return true;
@@ -310,6 +347,7 @@ node_h cell_find_leaf(node_h node, const float* point)
     const cell_node& n = rec(node);
     if (!pt_in_box(n.box, point)) return {};
     if (is_leaf(n)) return node;
+    if (n.folded && !cell_unfold(node)) return {};
     const node_h found = cell_find_leaf(n.low, point);
     return found ? found : cell_find_leaf(n.high, point);
 }

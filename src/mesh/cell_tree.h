@@ -2,9 +2,10 @@
 //
 // An inner node is cut in two at the middle of one axis, the axes taking turns by level; only
 // leaves list objects, and an object stands in every leaf that its box touches. A node has both
-// children or neither. To meet every object once, take a new visit stamp and skip what bears it;
-// for_each_obj_once does that. The tree finds an object by its box, so the box must not change
-// while the object is in the tree. Descents recurse, never deeper than k_deepest_level.
+// children or neither; a folded one gets them when it is asked for (folded_cells.h). To meet every
+// object once, take a new visit stamp and skip what bears it; for_each_obj_once does that. The tree
+// finds an object by its box, so the box must not change while the object is in the tree. Descents
+// recurse, never deeper than k_deepest_level.
 #pragma once
 
 #include "mesh/context.h"
@@ -34,9 +35,13 @@ struct cell_node {
     aabb box;
     node_h low;                ///< child below the cut, or none
     node_h high;               ///< child above the cut, or none
-    obj_list list;             ///< the objects of a leaf; empty in an inner node
+    obj_list list;             ///< the objects of a leaf; empty in an inner node; in a folded one
+                               ///< the numbers of insertions, and no references
     std::uint32_t search_done; ///< marks of the orientation
     std::uint32_t serial;      ///< unlike that of any other node of the run, and lost when freed
+    std::uint32_t handed_down; ///< of a folded node: as in stream_head
+    std::uint8_t level;        ///< of a folded node
+    bool folded;
 };
 
 extern pool<cell_node> node_pool;
@@ -48,8 +53,21 @@ inline cell_node& rec(node_h n)
 
 inline bool is_leaf(const cell_node& node)
 {
-    return !node.low;
+    return !node.low && !node.folded;
 }
+
+/// Gives a folded node its children, which are leaves or folded in turn.
+/// @return false when memory ran out; the node stays folded, and tree_is_torn from then on
+[[nodiscard]] bool cell_unfold(node_h n);
+
+/// Whether a folded node has an object without that stamp.
+bool folded_has_unseen(const cell_node& node, std::uint32_t stamp);
+
+/// Whether memory ran out in a walk, which has missed objects then: the run can't go on.
+bool tree_is_torn();
+
+/// How a stage ends whose walks may have missed objects.
+stage_result unless_torn(std::int32_t* err);
 
 /// Creates the root with `box` and sets the tree's limits: `list_len` and `level` when both are
 /// given, else from `estimate`, about twice the number of triangles to come.
@@ -72,6 +90,9 @@ void cell_make_leaf(node_h node);
 /// Gives a leaf of that level two empty children, cut in the middle; its list stays with it.
 /// @return false when memory ran out; the leaf then stays one
 [[nodiscard]] bool cell_halve(node_h leaf, std::uint32_t level);
+
+/// Takes the two children away again, with their lists, whose references are not dropped.
+void cell_forget_halves(node_h n);
 
 /// Makes two empty halves one empty leaf again. Called on the way up from every removal, as
 /// elsewhere in the tree no such pair can stand.
@@ -116,21 +137,40 @@ node_h cell_find_leaf(node_h node, const float* point);
 void cell_nodes_free();
 
 /// Depth first, low before high, over the leaves below `node`. `enter(const cell_node&)` decides
-/// whether to look into a node; `leaf(cell_node&)` returns false to end the walk, then so does
-/// this. Neither may insert or remove.
-template <class enter_fn, class leaf_fn>
-bool walk_leaves(node_h node, const enter_fn& enter, const leaf_fn& leaf)
+/// whether to look into a node, and `unfolds(const cell_node&)` then about a folded one, whether
+/// there can be anything new in the leaves that it stands for; `leaf(cell_node&)` returns false to
+/// end the walk, then so does this, and also when memory runs out, see tree_is_torn. None may
+/// insert or remove.
+template <class enter_fn, class unfolds_fn, class leaf_fn>
+bool walk_leaves(node_h node, const enter_fn& enter, const unfolds_fn& unfolds, const leaf_fn& leaf)
 {
     cell_node& n = rec(node);
     if (!enter(n)) return true;
     if (is_leaf(n)) return leaf(n);
-    return walk_leaves(n.low, enter, leaf) && walk_leaves(n.high, enter, leaf);
+    if (n.folded) {
+        if (!unfolds(n)) return true;
+        if (!cell_unfold(node)) return false;
+    }
+    return walk_leaves(n.low, enter, unfolds, leaf) && walk_leaves(n.high, enter, unfolds, leaf);
 }
 
 /// For walks that look into every node.
 inline bool everywhere(const cell_node&)
 {
     return true;
+}
+
+/// For walks that leave folded what is folded.
+inline bool nowhere(const cell_node&)
+{
+    return false;
+}
+
+/// The same where all leaves count.
+template <class enter_fn, class leaf_fn>
+bool walk_leaves(node_h node, const enter_fn& enter, const leaf_fn& leaf)
+{
+    return walk_leaves(node, enter, everywhere, leaf);
 }
 
 /// Whether a leaf of the tree lists the object.
@@ -157,7 +197,10 @@ template <class obj_fn> bool for_each_obj_once(mesh_ctx* ctx, const obj_fn& visi
     ++ctx->visit_stamp;
     if (!ctx->root) return true;
     if (ctx->in_order) return for_each_obj_in_order(visit);
-    return walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+    const auto has_unseen = [&](const cell_node& n) {
+        return folded_has_unseen(n, ctx->visit_stamp);
+    };
+    return walk_leaves(ctx->root, everywhere, has_unseen, [&](cell_node& leaf) {
         for (const obj_h o : leaf.list) {
             cell_obj& obj = rec(o);
             if (obj.stamp == ctx->visit_stamp) continue;

@@ -1,6 +1,7 @@
 #include "mesh/renumber.h"
 
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 
 #include <cstring>
 
@@ -79,7 +80,7 @@ bool renumber_pool(pool<rec_t>* records, const note_fn& note, const rename_fn& r
     bool done = renumbering_open(r);
     if (done) {
         note(r);
-        done = copy_records(r);
+        done = !tree_is_torn() && copy_records(r);
     }
     if (done) {
         pool_replace(records, &r->moved, r->count);
@@ -107,11 +108,13 @@ bool renumber_objs(bool* telling, mesh_ctx* ctx)
         [&](const renumbering<cell_obj>& r) {
             for (std::uint32_t i = 1; i <= r.count; ++i)
                 rec(rec(obj_h{i}).tr).cell = {i};
-            walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
+            walk_leaves(ctx->root, everywhere, nowhere, [&](cell_node& leaf) {
                 for (std::uint32_t i = 0; i < leaf.list.count; ++i)
                     leaf.list.items[i] = new_handle(leaf.list.items[i], r);
                 return true;
             });
+            for (std::uint32_t k = 0; the_fold.named && k < the_fold.count; ++k)
+                the_fold.objs[k] = new_handle(the_fold.objs[k], r);
         });
 }
 

@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/soup_spacing.h"
 #include "mesh/tree_fill.h"
 #include "mesh/vec.h"
@@ -41,16 +42,16 @@ struct planting {
     tr_soup* soup;
     double margin;
     mesh_ctx* ctx;
-    std::uint32_t* stream; // the numbers that are inserted; then by number: its object
-    vtx_h* vtxs;           // welded: by place, its vertex once there is one
-    std::uint32_t* users;  // where some triangle has two corners at one place: triangles by place
-    std::uint8_t* close;   // where some places are close to others: which ones
+    obj_h* objs;          // by number: its object, once there is one
+    vtx_h* vtxs;          // welded: by place, its vertex once there is one
+    std::uint32_t* users; // where some triangle has two corners at one place: triangles by place
+    std::uint8_t* close;  // where some places are close to others: which ones
     weld_state weld;
 };
 
 void planting_free(planting* p)
 {
-    heap_free(p->stream);
+    heap_free(p->objs);
     heap_free(p->vtxs);
     heap_free(p->users);
     heap_free(p->close);
@@ -61,37 +62,41 @@ aabb box_of_insertion(const planting& p, std::uint32_t k)
     return box_of(*p.soup, tr_at(*p.soup, k), p.margin);
 }
 
-std::uint32_t list_stream(const planting& p)
+// The numbers that are inserted.
+std::uint32_t list_stream(const planting& p, std::uint32_t* stream)
 {
     std::uint32_t n = 0;
     for (std::uint32_t k = 0; k < p.soup->count; ++k)
-        if (!is_point(*p.soup, tr_at(*p.soup, k))) p.stream[n++] = k;
+        if (!is_point(*p.soup, tr_at(*p.soup, k))) stream[n++] = k;
     return n;
+}
+
+fill_result fill_with_boxes(const aabb* boxes, planting* p)
+{
+    const std::uint32_t count = p->soup->count;
+    auto* const stream = heap_array<std::uint32_t>(count);
+    if (!stream) return fill_no_memory;
+    const std::uint32_t inserted = list_stream(*p, stream);
+    const fill_result filled = tree_fill(boxes, count, stream, inserted, fill_may_grow, p->ctx);
+    heap_free(stream);
+    if (filled == fill_done) p->ctx->tr_count = inserted;
+    return filled;
 }
 
 plant_result fill_tree(planting* p)
 {
     const std::uint32_t count = p->soup->count;
     auto* const boxes = heap_array<aabb>(count);
-    p->stream = heap_array<std::uint32_t>(count);
-    if (!boxes || !p->stream) {
-        heap_free(boxes);
-        return plant_no_memory;
-    }
-    for (std::uint32_t k = 0; k < count; ++k)
+    for (std::uint32_t k = 0; boxes && k < count; ++k)
         boxes[k] = box_of_insertion(*p, k);
-    const std::uint32_t inserted = list_stream(*p);
-    const fill_result filled = tree_fill(boxes, count, p->stream, inserted, fill_may_grow, p->ctx);
-    heap_free(boxes);
-    switch (filled) {
-    case fill_done:
-        p->ctx->tr_count = inserted;
-        return plant_done;
-    case fill_declined:
-        return plant_declined;
-    default:
-        return plant_no_memory;
+    const fill_result filled = boxes ? fill_with_boxes(boxes, p) : fill_no_memory;
+    if (filled == fill_done && the_fold.used) {
+        fold_keep(boxes, count);
+    } else {
+        heap_free(boxes);
     }
+    if (filled == fill_declined) return plant_declined;
+    return filled == fill_done ? plant_done : plant_no_memory;
 }
 
 bool has_doubled_corner(const std::uint32_t* c)
@@ -190,24 +195,52 @@ obj_h new_object(planting* p, std::uint32_t k)
     return set_corners(p, k, &tr) ? o : obj_h{};
 }
 
+// The object of an entry, which is a number plus 1 yet.
+obj_h& made_obj(planting* p, obj_h entry)
+{
+    return p->objs[entry.i - 1];
+}
+
+bool make_in_leaf(planting* p, cell_node* leaf)
+{
+    for (std::uint32_t i = leaf->list.count; i-- > 0;) {
+        obj_h& entry = leaf->list.items[i];
+        obj_h& obj = made_obj(p, entry);
+        if (!obj) obj = new_object(p, entry.i - 1);
+        if (!obj) return false;
+        entry = cell_obj_ref(obj);
+    }
+    return true;
+}
+
+// A folded cell stays so when all of its objects have been met; then its entries hold them.
+bool is_first_met_in(planting* p, const cell_node& folded)
+{
+    const obj_list& stream = folded.list;
+    for (std::uint32_t i = 0; i < stream.count; ++i)
+        if (!made_obj(p, stream.items[i])) return true;
+    for (std::uint32_t i = 0; i < stream.count; ++i)
+        cell_obj_ref(made_obj(p, stream.items[i]));
+    return false;
+}
+
 // Puts the objects' handles into the lists, making each object where a walk first meets it.
 bool make_records(planting* p)
 {
-    std::uint32_t* const objs = p->stream;
-    std::memset(objs, 0, sizeof(std::uint32_t) * p->soup->count);
+    const std::uint32_t count = p->soup->count;
+    p->objs = heap_array<obj_h>(count);
+    if (!p->objs) return false;
+    std::memset(static_cast<void*>(p->objs), 0, sizeof(obj_h) * count);
     pool_reserve(&obj_pool, p->ctx->tr_count);
     pool_reserve(&tr_pool, p->ctx->tr_count);
     pool_reserve(&vtx_pool, p->weld == weld_none ? p->ctx->tr_count * 3 : p->soup->place_count);
-    return walk_leaves(p->ctx->root, everywhere, [&](cell_node& leaf) {
-        for (std::uint32_t i = leaf.list.count; i-- > 0;) {
-            obj_h& entry = leaf.list.items[i];
-            const std::uint32_t k = entry.i - 1;
-            if (objs[k] == 0) objs[k] = new_object(p, k).i;
-            if (objs[k] == 0) return false;
-            entry = cell_obj_ref({objs[k]});
-        }
-        return true;
-    });
+    const bool done = walk_leaves(
+        p->ctx->root, everywhere, [p](const cell_node& n) { return is_first_met_in(p, n); },
+        [p](cell_node& leaf) { return make_in_leaf(p, &leaf); });
+    if (!done || !the_fold.used) return done;
+    fold_name(p->objs);
+    p->objs = nullptr;
+    return true;
 }
 
 } // namespace

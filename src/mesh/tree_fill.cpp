@@ -2,7 +2,9 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/tree_growth.h"
+#include "mesh/tree_stream.h"
 
 #include <cmath>
 
@@ -11,6 +13,11 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t k_near_count = 4096; ///< objects of a node whose boxes are copied together
+
+// Entries for each object that lists may have before cells are folded; in clean models it is 2
+// to 4.
+constexpr std::size_t k_entries_each = 16;
+constexpr std::size_t k_entries_anyway = 4096;
 
 // An object with its box beside it, for the lower levels, which then stay in the cache.
 struct boxed {
@@ -41,7 +48,8 @@ struct tree_filler {
     mesh_ctx* ctx;
     stream_stack<std::uint32_t> far;
     stream_stack<boxed> near;
-    bool outgrown; // given up, because the limits would grow
+    std::size_t room; // entries that lists may still have
+    bool outgrown;    // given up, because the limits would grow
 };
 
 stream_stack<std::uint32_t>* stack_of(tree_filler* f, std::uint32_t)
@@ -72,34 +80,9 @@ std::uint32_t number_of(const boxed& b)
 // What arrives at one node.
 struct node_stream {
     node_h node;
-    std::uint32_t level;
     std::size_t at; // where it stands in the stack
-    std::uint32_t count;
-    std::uint32_t handed_down; // the first of them came with the parent's split, and split nothing
+    stream_head head;
 };
-
-// Steps of the limits before insertion `k`.
-std::uint32_t steps_before(const tree_limits& limits, std::uint32_t k)
-{
-    std::uint32_t s = 0;
-    while (s < limits.steps && limits.times[s] < k)
-        ++s;
-    return s;
-}
-
-// How many entries the leaf's list has when it splits; all of them when it never does.
-template <class item_t>
-std::uint32_t split_length(const tree_limits& limits, const node_stream& in, const item_t* items)
-{
-    const std::uint32_t from =
-        in.handed_down > limits.max_list[0] ? in.handed_down : limits.max_list[0];
-    for (std::uint32_t i = from; i < in.count; ++i) {
-        const std::uint32_t s = limits.steps ? steps_before(limits, number_of(items[i])) : 0;
-        if (i >= limits.max_list[s] && in.level < limits.max_level[s]) return i;
-        if (limits.steps == 0) break;
-    }
-    return in.count;
-}
 
 // Whether a list of that length makes the limits grow beyond those that are known.
 bool outgrows(const tree_limits& limits, std::uint32_t length)
@@ -108,36 +91,37 @@ bool outgrows(const tree_limits& limits, std::uint32_t length)
            limits.max_level[limits.steps] < k_deepest_level;
 }
 
+// The entries of a list: numbers plus 1. Null when memory ran out.
+template <class item_t> obj_h* entries_of(const item_t* items, std::uint32_t count)
+{
+    auto* const entries = heap_array<obj_h>(count);
+    for (std::uint32_t i = 0; entries && i < count; ++i)
+        entries[i] = {number_of(items[i]) + 1};
+    return entries;
+}
+
 template <class item_t> bool fill_leaf(tree_filler* f, const node_stream& in, const item_t* items)
 {
-    if (in.count == 0) return true;
-    f->outgrown = outgrows(*f->limits, in.count);
-    if (f->outgrown) return false;
-    obj_list& list = rec(in.node).list;
-    if (!list_reserve(&list, in.count)) return false;
-    for (std::uint32_t i = 0; i < in.count; ++i)
-        list.items[i] = {number_of(items[i]) + 1};
-    list.count = in.count;
+    const std::uint32_t count = in.head.count;
+    if (count == 0) return true;
+    f->outgrown = outgrows(*f->limits, count);
+    obj_h* const entries = f->outgrown ? nullptr : entries_of(items, count);
+    if (!entries) return false;
+    rec(in.node).list = {entries, count, count};
+    f->room -= count < f->room ? count : f->room;
     return true;
 }
 
-// Takes over the entries that touch one child, in order. Its other faces are the parent's, which
-// they touch anyway.
-template <class item_t> struct child_select {
-    const tree_filler& f;
-    bool high;
-    std::uint32_t axis;
-    float cut;
-    item_t* to;
-    std::uint32_t count;
-
-    void take(const item_t& item)
-    {
-        const aabb& box = box_of(f, item);
-        to[count] = item;
-        count += high ? !(cut > box.max[axis]) : !(box.min[axis] > cut);
-    }
-};
+// How long the lists below get can't be seen then, so the growth of the limits has to be known.
+template <class item_t> bool fold_node(tree_filler* f, const node_stream& in, const item_t* items)
+{
+    f->outgrown = !f->limits->all_known;
+    obj_h* const entries = f->outgrown ? nullptr : entries_of(items, in.head.count);
+    if (!entries) return false;
+    cell_fold(in.node, in.head, entries);
+    the_fold.used = true;
+    return true;
+}
 
 template <class item_t> bool fill_node(tree_filler* f, const node_stream& in, item_t kind);
 
@@ -145,44 +129,42 @@ template <class item_t>
 bool fill_child(tree_filler* f, const node_stream& in, std::uint32_t split, bool high, item_t kind)
 {
     stream_stack<item_t>* const stack = stack_of(f, kind);
-    if (!reserve(stack, in.at + 2 * std::size_t{in.count})) return false;
-    const std::uint32_t axis = in.level % 3;
+    if (!reserve(stack, in.at + 2 * std::size_t{in.head.count})) return false;
+    const std::uint32_t axis = in.head.level % 3;
     const cell_node& node = rec(in.node);
     const item_t* const from = stack->items + in.at;
-    child_select<item_t> child = {
-        *f, high, axis, rec(node.low).box.max[axis], stack->items + in.at + in.count, 0};
-    for (std::uint32_t i = split; i-- > 0;)
-        child.take(from[i]);
-    const std::uint32_t handed_down = child.count;
-    for (std::uint32_t i = split; i < in.count; ++i)
-        child.take(from[i]);
-    return fill_node(
-        f, {high ? node.high : node.low, in.level + 1, in.at + in.count, child.count, handed_down},
-        kind);
+    const std::size_t to = in.at + in.head.count;
+    const cell_half half = {high, axis, rec(node.low).box.max[axis]};
+    const auto boxes = [f](const item_t& item) -> const aabb& { return box_of(*f, item); };
+    const stream_head head = divide_stream(in.head, from, split, half, boxes, stack->items + to);
+    return fill_node(f, {high ? node.high : node.low, to, head}, kind);
 }
 
 // Goes on with copies of the boxes, once they are few enough to stay in the cache.
 bool fill_near(tree_filler* f, const node_stream& in)
 {
-    if (!reserve(&f->near, in.count)) return false;
+    if (!reserve(&f->near, in.head.count)) return false;
     const std::uint32_t* items = f->far.items + in.at;
-    for (std::uint32_t i = 0; i < in.count; ++i)
+    for (std::uint32_t i = 0; i < in.head.count; ++i)
         f->near.items[i] = {f->boxes[items[i]], items[i]};
-    return fill_node(f, {in.node, in.level, 0, in.count, in.handed_down}, boxed{});
+    return fill_node(f, {in.node, 0, in.head}, boxed{});
 }
 
 template <class item_t> bool fill_node(tree_filler* f, const node_stream& in, item_t kind)
 {
     mesh_ctx* ctx = f->ctx;
+    const stream_head& head = in.head;
     if constexpr (sizeof(item_t) == sizeof(std::uint32_t)) {
-        if (in.count <= k_near_count) return fill_near(f, in);
+        if (head.count <= k_near_count) return fill_near(f, in);
     }
     const item_t* items = stack_of(f, kind)->items + in.at;
-    const std::uint32_t split = split_length(*f->limits, in, items);
+    const std::uint32_t split =
+        split_length(*f->limits, head, [items](std::uint32_t i) { return number_of(items[i]); });
     if (split > ctx->longest_list) ctx->longest_list = split;
-    if (in.count != 0 && in.level > ctx->deepest_level) ctx->deepest_level = in.level;
-    if (split == in.count) return fill_leaf(f, in, items);
-    return cell_halve(in.node, in.level) && fill_child(f, in, split, false, kind) &&
+    if (head.count != 0 && head.level > ctx->deepest_level) ctx->deepest_level = head.level;
+    if (split == head.count) return fill_leaf(f, in, items);
+    if (head.count > f->room) return fold_node(f, in, items);
+    return cell_halve(in.node, head.level) && fill_child(f, in, split, false, kind) &&
            fill_child(f, in, split, true, kind);
 }
 
@@ -193,7 +175,7 @@ bool fill_root(tree_filler* f, const std::uint32_t* stream, std::uint32_t stored
     for (std::uint32_t i = 0; i < stored; ++i)
         if (box_overlap(rec(f->ctx->root).box, f->boxes[stream[i]]))
             f->far.items[touching++] = stream[i];
-    return fill_node(f, {f->ctx->root, 0, 0, touching, 0}, std::uint32_t{});
+    return fill_node(f, {f->ctx->root, 0, {0, touching, 0}}, std::uint32_t{});
 }
 
 void set_limits(const tree_limits& limits, mesh_ctx* ctx)
@@ -201,6 +183,14 @@ void set_limits(const tree_limits& limits, mesh_ctx* ctx)
     ctx->max_level = limits.max_level[limits.steps];
     ctx->max_list = limits.max_list[limits.steps];
     if (limits.steps) ctx->grow_limit = tree_grow_limit(ctx->max_list);
+}
+
+// Folded cells hide how long the lists are; what counts is whether they make the limits grow.
+void note_folding(const tree_limits& limits, mesh_ctx* ctx)
+{
+    if (!the_fold.used) return;
+    the_fold.limits = limits;
+    if (limits.longest > ctx->longest_list) ctx->longest_list = limits.longest;
 }
 
 } // namespace
@@ -221,17 +211,20 @@ static bool try_fill(const aabb* boxes, const std::uint32_t* stream, std::uint32
 {
     const std::uint32_t longest = ctx->longest_list;
     const std::uint32_t deepest = ctx->deepest_level;
-    tree_filler filler = {boxes, &limits, ctx, {}, {}, false};
+    const std::size_t room = k_entries_each * stored + k_entries_anyway;
+    tree_filler filler = {boxes, &limits, ctx, {}, {}, room, false};
     const bool done = fill_root(&filler, stream, stored);
     heap_free(filler.far.items);
     heap_free(filler.near.items);
     *outgrown = filler.outgrown;
     if (done) {
         set_limits(limits, ctx);
+        note_folding(limits, ctx);
         return true;
     }
     cell_forget_lists(ctx->root); // they hold no references yet
     cell_make_leaf(ctx->root);
+    the_fold.used = false;
     ctx->longest_list = longest;
     ctx->deepest_level = deepest;
     return false;

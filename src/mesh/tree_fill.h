@@ -1,11 +1,9 @@
 // mesh/tree_fill.h - builds a whole tree at once that is the same as by inserting object by object.
 //
-// A leaf keeps what arrives until it is full. Then it hands its list down, which a walk over the
-// list turns around, and from then on whatever arrives. So the stream of objects that a child sees
-// is its parent's with the entries before the split turned around, less those that miss the child,
-// and a leaf's list is its stream. Streams need no tree: node by node they are divided in two, in
-// memory that lies together, where single insertions jump through the whole tree. When the limits
-// grow on the way is known beforehand.
+// What a child sees is a part of its parent's stream (tree_stream.h). Streams need no tree: node by
+// node they are divided in two, in memory that lies together, where single insertions jump through
+// the whole tree. When the limits grow on the way is known beforehand. Where lists would get many
+// times longer than the model, cells are left folded (folded_cells.h).
 #pragma once
 
 #include "mesh/context.h"
@@ -30,9 +28,11 @@ enum fill_hope {
 /// Divides the objects stream[0], stream[1] ... among the leaves of ctx->root, which is one empty
 /// leaf, as if inserted in this order, and lets the tree's limits grow as they would. The lists
 /// hold bare numbers in place of handles: entry k of `boxes` is listed as k + 1, and counts no
-/// references; the caller puts real handles there. The insert hook is not asked; the numbers below
-/// `count` that are not in `stream` stand for insertions that it refuses. The tree's count stays.
-/// Unless fill_done, the root is left one empty leaf.
+/// references; the caller puts real handles there. When the_fold.used is set, some cells are
+/// folded, and the caller hands over what their numbers mean (fold_keep), or forgets the tree. The
+/// insert hook is not asked; the numbers below `count` that are not in `stream` stand for
+/// insertions that it refuses. The tree's count stays. Unless fill_done, the root is left one empty
+/// leaf.
 /// @param stream  `stored` numbers below `count`, ascending
 [[nodiscard]] fill_result tree_fill(const aabb* boxes, std::uint32_t count,
                                     const std::uint32_t* stream, std::uint32_t stored,

@@ -2,6 +2,7 @@
 
 #include "mesh/cell_tree.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace velmora {
@@ -32,6 +33,11 @@ struct level_grid {
     grid_axis axes[3];
     std::uint32_t* counts; // objects that touch each cell; owned
 };
+
+std::uint32_t cell_count(const level_grid& grid)
+{
+    return grid.axes[0].count * grid.axes[1].count * grid.axes[2].count;
+}
 
 void make_axes(const aabb& root, std::uint32_t level, level_grid* grid)
 {
@@ -71,22 +77,28 @@ cell_range cells_of(const grid_axis& axis, float min, float max)
     return {first, last};
 }
 
-// Counts an object in the cells that it touches; returns the largest of their counts.
-std::uint32_t count_box(const aabb& box, const level_grid& grid)
+struct cell_block {
+    cell_range x, y, z;
+};
+
+cell_block cells_of(const level_grid& grid, const aabb& box)
 {
-    const cell_range x = cells_of(grid.axes[0], box.min[0], box.max[0]);
-    const cell_range y = cells_of(grid.axes[1], box.min[1], box.max[1]);
-    const cell_range z = cells_of(grid.axes[2], box.min[2], box.max[2]);
-    std::uint32_t most = 0;
-    for (std::uint32_t k = z.first; k <= z.last; ++k)
-        for (std::uint32_t j = y.first; j <= y.last; ++j)
-            for (std::uint32_t i = x.first; i <= x.last; ++i) {
-                const std::uint32_t row = k * grid.axes[1].count + j;
-                const std::uint32_t n = ++grid.counts[row * grid.axes[0].count + i];
-                if (n > most) most = n;
-            }
-    return most;
+    return {cells_of(grid.axes[0], box.min[0], box.max[0]),
+            cells_of(grid.axes[1], box.min[1], box.max[1]),
+            cells_of(grid.axes[2], box.min[2], box.max[2])};
 }
+
+std::uint64_t size_of(const cell_range& r)
+{
+    return r.last - r.first + std::uint64_t{1};
+}
+
+// The objects that are stored, in the order of insertion.
+struct insertions {
+    const aabb* boxes;
+    const std::uint32_t* stream;
+    std::uint32_t stored;
+};
 
 // What counting one level tells.
 struct level_count {
@@ -95,17 +107,101 @@ struct level_count {
     std::uint32_t longest; // list of all, if there were no limit
 };
 
-level_count count_level(const aabb* boxes, const std::uint32_t* stream, std::uint32_t stored,
-                        std::uint32_t limit, const level_grid& grid)
+// Counts an object in the cells that it touches; returns the largest of their counts.
+std::uint32_t count_box(const aabb& box, const level_grid& grid)
+{
+    const cell_block block = cells_of(grid, box);
+    std::uint32_t most = 0;
+    for (std::uint32_t k = block.z.first; k <= block.z.last; ++k)
+        for (std::uint32_t j = block.y.first; j <= block.y.last; ++j)
+            for (std::uint32_t i = block.x.first; i <= block.x.last; ++i) {
+                const std::uint32_t row = k * grid.axes[1].count + j;
+                const std::uint32_t n = ++grid.counts[row * grid.axes[0].count + i];
+                if (n > most) most = n;
+            }
+    return most;
+}
+
+level_count count_one_by_one(const insertions& in, std::uint32_t limit, const level_grid& grid)
 {
     level_count level = {-1, 0};
-    for (std::uint32_t i = 0; i < stored; ++i) {
-        const std::uint32_t length = count_box(boxes[stream[i]], grid);
+    std::memset(grid.counts, 0, sizeof(std::uint32_t) * cell_count(grid));
+    for (std::uint32_t i = 0; i < in.stored; ++i) {
+        const std::uint32_t length = count_box(in.boxes[in.stream[i]], grid);
         if (length <= level.longest) continue;
         level.longest = length;
-        if (length > limit && level.overflow < 0) level.overflow = stream[i];
+        if (length > limit && level.overflow < 0) level.overflow = in.stream[i];
     }
     return level;
+}
+
+// ---- where boxes are large
+
+// Adds `step` to the count of the cell where a block begins, or where it is over along some axes;
+// the counts are sums over all cells before.
+void add_corner(const cell_block& block, int corner, const level_grid& grid)
+{
+    const std::uint32_t x = corner & 1 ? block.x.last + 1 : block.x.first;
+    const std::uint32_t y = corner & 2 ? block.y.last + 1 : block.y.first;
+    const std::uint32_t z = corner & 4 ? block.z.last + 1 : block.z.first;
+    if (x == grid.axes[0].count || y == grid.axes[1].count || z == grid.axes[2].count) return;
+    const bool taken = (corner & 1) ^ (corner >> 1 & 1) ^ (corner >> 2 & 1);
+    grid.counts[(z * grid.axes[1].count + y) * grid.axes[0].count + x] += taken ? ~0u : 1u;
+}
+
+// Sums up along one axis, on which neighbours are `stride` apart.
+void sum_along(const level_grid& grid, std::uint32_t stride, std::uint32_t length)
+{
+    const std::uint32_t cells = cell_count(grid);
+    for (std::uint32_t block = 0; block < cells; block += stride * length)
+        for (std::uint32_t i = block + stride; i < block + stride * length; ++i)
+            grid.counts[i] += grid.counts[i - stride];
+}
+
+// The longest list after the first `count` objects.
+std::uint32_t longest_after(std::uint32_t count, const insertions& in, const level_grid& grid)
+{
+    const std::uint32_t cells = cell_count(grid);
+    const std::uint32_t row = grid.axes[0].count;
+    const std::uint32_t layer = row * grid.axes[1].count;
+    std::memset(grid.counts, 0, sizeof(std::uint32_t) * cells);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const cell_block block = cells_of(grid, in.boxes[in.stream[i]]);
+        for (int corner = 0; corner < 8; ++corner)
+            add_corner(block, corner, grid);
+    }
+    sum_along(grid, 1, row);
+    sum_along(grid, row, grid.axes[1].count);
+    sum_along(grid, layer, grid.axes[2].count);
+    return *std::max_element(grid.counts, grid.counts + cells);
+}
+
+// The same as one by one: the longest list never gets shorter, so that the first that is too long
+// is found by halving.
+level_count count_by_halving(const insertions& in, std::uint32_t limit, const level_grid& grid)
+{
+    const level_count level = {-1, longest_after(in.stored, in, grid)};
+    if (level.longest <= limit) return level;
+    std::uint32_t fits = limit;
+    std::uint32_t overflows = in.stored;
+    while (overflows - fits > 1) {
+        const std::uint32_t mid = fits + (overflows - fits) / 2;
+        (longest_after(mid, in, grid) > limit ? overflows : fits) = mid;
+    }
+    return {in.stream[overflows - 1], level.longest};
+}
+
+bool boxes_are_large(const insertions& in, const level_grid& grid)
+{
+    constexpr std::uint64_t k_halvings = 20;
+    constexpr std::uint64_t k_passes = 4; // over all cells, for each of them
+    constexpr std::uint64_t k_corners = 8;
+    std::uint64_t touched = 0;
+    for (std::uint32_t i = 0; i < in.stored; ++i) {
+        const cell_block block = cells_of(grid, in.boxes[in.stream[i]]);
+        touched += size_of(block.x) * size_of(block.y) * size_of(block.z);
+    }
+    return touched > k_halvings * (k_passes * cell_count(grid) + k_corners * in.stored);
 }
 
 void add_step(std::int64_t time, tree_limits* limits)
@@ -133,9 +229,24 @@ void start_limits(const mesh_ctx& ctx, std::uint32_t count, tree_limits* limits)
 {
     limits->steps = 0;
     limits->all_known = false;
+    limits->longest = 0;
     limits->max_level[0] = ctx.max_level;
     limits->max_list[0] = ctx.max_list;
     add_steps_due(ctx.longest_list, count, limits);
+}
+
+// False when memory ran out.
+static bool count_level(const insertions& in, std::uint32_t level, std::uint32_t limit,
+                        const aabb& root, level_count* counted)
+{
+    level_grid grid;
+    make_axes(root, level, &grid);
+    grid.counts = heap_array<std::uint32_t>(cell_count(grid));
+    if (!grid.counts) return false;
+    *counted = boxes_are_large(in, grid) ? count_by_halving(in, limit, grid)
+                                         : count_one_by_one(in, limit, grid);
+    heap_free(grid.counts);
+    return true;
 }
 
 bool foretell_growth(const aabb* boxes, std::uint32_t count, const std::uint32_t* stream,
@@ -143,17 +254,13 @@ bool foretell_growth(const aabb* boxes, std::uint32_t count, const std::uint32_t
 {
     limits->all_known = true;
     while (limits->max_level[limits->steps] < k_deepest_level) {
-        const std::uint32_t level = limits->max_level[limits->steps];
         const std::uint32_t limit = tree_grow_limit(limits->max_list[limits->steps]);
         if (stored <= limit) return true;
-        level_grid grid;
-        make_axes(rec(ctx.root).box, level, &grid);
-        const std::size_t size = sizeof(std::uint32_t) << level;
-        grid.counts = static_cast<std::uint32_t*>(heap_alloc(size));
-        if (!grid.counts) return false;
-        std::memset(grid.counts, 0, size);
-        const level_count lists = count_level(boxes, stream, stored, limit, grid);
-        heap_free(grid.counts);
+        level_count lists;
+        if (!count_level({boxes, stream, stored}, limits->max_level[limits->steps], limit,
+                         rec(ctx.root).box, &lists))
+            return false;
+        limits->longest = lists.longest;
         if (lists.overflow < 0 || lists.overflow + 1 >= std::int64_t{count}) return true;
         add_step(lists.overflow, limits);
         // One level deeper no list gets longer.

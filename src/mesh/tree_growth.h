@@ -18,7 +18,8 @@ struct tree_limits {
     std::uint32_t max_list[k_most_steps + 1];
     std::int64_t times[k_most_steps]; ///< number of the last insertion before each step; -1 none
     std::uint32_t steps;
-    bool all_known; ///< there are no further steps
+    bool all_known;        ///< there are no further steps
+    std::uint32_t longest; ///< all_known: held against the grow limit as the longest list would be
 };
 
 /// The limits as they stand, with the steps alone that lists of earlier times still cause.

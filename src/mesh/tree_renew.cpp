@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/measure.h"
 #include "mesh/tree_fill.h"
 
@@ -68,45 +69,84 @@ void prepare_obj(std::uint32_t k, renewal* r, mesh_ctx* ctx)
     if (inside && !refused) ++r->collapsed;
 }
 
-// Puts the objects' handles into the lists, less those that collapsed, which bear the visit stamp.
-// What this leaves empty becomes one leaf again.
+// The object of an entry, which is a number plus 1 yet; none when it collapsed and bears the visit
+// stamp.
+obj_h obj_to_list(obj_h entry, const renewal& r, const mesh_ctx& ctx)
+{
+    const obj_h o = r.objs[entry.i - 1];
+    return rec(o).stamp == ctx.visit_stamp ? obj_h{} : o;
+}
+
+void name_leaf(obj_list* list, const renewal& r, const mesh_ctx& ctx)
+{
+    std::uint32_t kept = 0;
+    for (std::uint32_t i = 0; i < list->count; ++i) {
+        const obj_h o = obj_to_list(list->items[i], r, ctx);
+        if (!o) continue;
+        ++rec(o).refs;
+        list->items[kept++] = o;
+    }
+    list->count = kept;
+}
+
+void name_folded(node_h n, const renewal& r, const mesh_ctx& ctx)
+{
+    const obj_list& stream = rec(n).list;
+    bool any = false;
+    for (std::uint32_t i = 0; i < stream.count; ++i) {
+        const obj_h o = obj_to_list(stream.items[i], r, ctx);
+        if (!o) continue;
+        ++rec(o).refs;
+        any = true;
+    }
+    if (!any) cell_forget_lists(n);
+}
+
+// Puts the objects' handles into the lists, less those that collapsed. What this leaves empty
+// becomes one leaf again.
 void name_entries(node_h n, const renewal& r, const mesh_ctx& ctx)
 {
     cell_node& node = rec(n);
-    if (!is_leaf(node)) {
+    if (is_leaf(node)) {
+        name_leaf(&node.list, r, ctx);
+    } else if (node.folded) {
+        name_folded(n, r, ctx);
+    } else {
         name_entries(node.low, r, ctx);
         name_entries(node.high, r, ctx);
         cell_join_if_empty(n);
-        return;
     }
-    std::uint32_t kept = 0;
-    for (std::uint32_t i = 0; i < node.list.count; ++i) {
-        const obj_h o = r.objs[node.list.items[i].i - 1];
-        cell_obj& obj = rec(o);
-        if (obj.stamp == ctx.visit_stamp) continue;
-        ++obj.refs;
-        node.list.items[kept++] = o;
-    }
-    node.list.count = kept;
 }
 
 // An object is held by nobody while it is in no list, and dies if it has found none.
-void drop_unlisted(const renewal& r)
+void drop_unlisted(renewal* r)
 {
-    for (std::uint32_t k = 0; k < r.count; ++k) {
-        cell_obj& obj = rec(r.objs[k]);
+    for (std::uint32_t k = 0; k < r->count; ++k) {
+        obj_h& o = r->objs[k];
+        cell_obj& obj = rec(o);
         if (obj.refs != 0) continue;
         tr_unlink_nbrs(obj.tr);
         tr_unlink_mate(obj.tr);
         obj.refs = 1;
-        cell_obj_release(r.objs[k]);
+        cell_obj_release(o);
+        o = {};
     }
+}
+
+// Folded cells go on asking what the numbers mean.
+void keep_numbers(renewal* r)
+{
+    fold_keep(r->boxes, r->count);
+    fold_name(r->objs);
+    r->boxes = nullptr;
+    r->objs = nullptr;
 }
 
 bool refill(renewal* r, mesh_ctx* ctx)
 {
     cell_forget_lists(ctx->root); // the references are counted anew
     cell_make_leaf(ctx->root);
+    fold_free();
     ctx->tr_count = 0;
     ctx->in_order = false;
     ++ctx->visit_stamp;
@@ -115,7 +155,8 @@ bool refill(renewal* r, mesh_ctx* ctx)
     if (tree_fill(r->boxes, r->count, r->stream, r->stored, fill_as_before, ctx) != fill_done)
         return false;
     name_entries(ctx->root, *r, *ctx);
-    drop_unlisted(*r);
+    drop_unlisted(r);
+    if (the_fold.used) keep_numbers(r);
     ctx->tr_count -= r->collapsed;
     return true;
 }
@@ -129,7 +170,7 @@ renew_result tree_renew(mesh_ctx* ctx)
     bool done = renewal_open(&r);
     if (done) {
         number_objs(&r, ctx);
-        done = refill(&r, ctx);
+        done = !tree_is_torn() && refill(&r, ctx);
     }
     renewal_close(&r);
     return done ? renew_done : renew_no_memory;

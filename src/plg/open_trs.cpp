@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/measure.h"
 #include "mesh/memory.h"
 #include "mesh/pt_hash.h"
@@ -65,7 +66,7 @@ std::uint8_t first_state(const tr_rec& tr)
     return static_cast<std::uint8_t>(state);
 }
 
-// One that stands in two leaves counts twice.
+// One that stands in two leaves counts twice, unless nobody unfolds them.
 bool add_lone(obj_h o, mesh_ctx* ctx)
 {
     ++ctx->topo->lone_count;
@@ -85,6 +86,20 @@ bool add_corners_near(const aabb& leaf_box, obj_h o, std::uint8_t* state, open_t
         *state = static_cast<std::uint8_t>(*state & ~bit);
     }
     return true;
+}
+
+// Lone ones are not looked for: they are known from the first leaf.
+bool has_something_new(const cell_node& folded, const collect_job& job)
+{
+    return any_folded(folded, [&](obj_h o) {
+        const std::uint8_t state = job.states[o.i];
+        if (state == obj_unseen) return true;
+        const tr_rec& tr = rec(rec(o).tr);
+        for (int k = 0; k < 3; ++k)
+            if ((state & (1u << k)) && box_overlap(folded.box, near_box(corner_pos(tr, k))))
+                return true;
+        return false;
+    });
 }
 
 bool collect_leaf(const cell_node& leaf, collect_job* job)
@@ -208,8 +223,10 @@ bool open_trs_collect(open_trs* open, mesh_ctx* ctx)
     void* states = heap_alloc(objs);
     if (!states) return false;
     collect_job job = {open, static_cast<std::uint8_t*>(std::memset(states, 0, objs)), ctx};
-    const bool done = walk_leaves(ctx->root, everywhere,
-                                  [&](cell_node& leaf) { return collect_leaf(leaf, &job); }) &&
+    const bool done = walk_leaves(
+                          ctx->root, everywhere,
+                          [&](const cell_node& folded) { return has_something_new(folded, job); },
+                          [&](const cell_node& leaf) { return collect_leaf(leaf, &job); }) &&
                       add_far_corners(&job);
     heap_free(states);
     return done && index_corners(open);

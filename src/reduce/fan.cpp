@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/measure.h"
 
 namespace velmora {
@@ -159,6 +160,7 @@ void note_below(node_h n, vtx_h* vtxs, std::uint32_t count, const first_trs& job
         note_in_leaf(node, job);
         return;
     }
+    if (node.folded && !cell_unfold(n)) return;
     note_below(node.low, vtxs, part_vtxs(rec(node.low).box, vtxs, count), job);
     note_below(node.high, vtxs, part_vtxs(rec(node.high).box, vtxs, count), job);
 }
@@ -180,7 +182,7 @@ bool note_by_vertices(const first_trs& job, const mesh_ctx& ctx)
 void note_first_trs(const first_trs& job, mesh_ctx* ctx)
 {
     constexpr std::uint32_t k_long_list = 1000; // no list of a clean model is that long
-    if (ctx->longest_list > k_long_list && note_by_vertices(job, *ctx)) return;
+    if ((ctx->longest_list > k_long_list || the_fold.used) && note_by_vertices(job, *ctx)) return;
     walk_leaves(ctx->root, everywhere, [&](const cell_node& leaf) {
         note_in_leaf(leaf, job);
         return true;

@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/measure.h"
 #include "mesh/vec.h"
 #include "repair/replant.h"
@@ -343,12 +344,17 @@ bool sweep_children(node_h n, sweep* job)
     return sweep_node(rec(n).high, job);
 }
 
+bool is_due(obj_h o, const sweep& job)
+{
+    return (rec(rec(o).tr).flags & tr_no_nrm) && rec(o).stamp != job.ctx->visit_stamp;
+}
+
 // From the head of the list up to the first repair.
 bool sweep_list(const obj_list& list, sweep* job)
 {
     for (const obj_h o : list) {
         const tr_h t = rec(o).tr;
-        if (!(rec(t).flags & tr_no_nrm) || rec(o).stamp == job->ctx->visit_stamp) continue;
+        if (!is_due(o, *job)) continue;
         rec(o).stamp = job->ctx->visit_stamp;
         if (!collapse_short_edge(t, job)) return false;
         if (job->restart) return true;
@@ -362,6 +368,10 @@ bool sweep_list(const obj_list& list, sweep* job)
 bool sweep_node(node_h n, sweep* job)
 {
     const std::uint32_t serial = rec(n).serial;
+    if (rec(n).folded) {
+        if (!any_folded(rec(n), [job](obj_h o) { return is_due(o, *job); })) return true;
+        if (!cell_unfold(n)) return failed(job);
+    }
     do {
         if (!is_leaf(rec(n))) return sweep_children(n, job);
         job->restart = false;

@@ -100,7 +100,7 @@ void reset_search_done(node_h n)
 {
     cell_node& node = rec(n);
     node.search_done = 0;
-    if (is_leaf(node)) return;
+    if (!node.low) return;
     reset_search_done(node.low);
     reset_search_done(node.high);
 }
@@ -138,12 +138,21 @@ seed find_seed_in_leaf(node_h leaf, orientation* job)
     return {};
 }
 
+// False when there is no seed in the folded cell.
+bool unfold_for_seeds(node_h n, const orientation* job)
+{
+    if (folded_has_unseen(rec(n), job->ctx->visit_stamp)) return cell_unfold(n);
+    rec(n).search_done |= node_searched;
+    return false;
+}
+
 // Resumes where the last search stopped; what was looked at once is never looked at again.
 seed find_seed(node_h n, orientation* job)
 {
     cell_node& node = rec(n);
     if (node.search_done & node_searched) return {};
     if (is_leaf(node)) return find_seed_in_leaf(n, job);
+    if (node.folded && !unfold_for_seeds(n, job)) return {};
     seed found = find_seed(node.low, job);
     if (!found.obj) found = find_seed(node.high, job);
     if (!found.obj) node.search_done |= node_searched;

@@ -176,6 +176,13 @@ visit_result sweep_list(const obj_list& list, thin_sweep* job)
 // A replacement may split the leaf, never free it: nothing is removed before the sweep is over.
 bool sweep_node(node_h n, thin_sweep* job)
 {
+    if (rec(n).folded) {
+        if (!folded_has_unseen(rec(n), job->ctx->visit_stamp)) return true;
+        if (!cell_unfold(n)) {
+            *job->err = err_no_memory;
+            return false;
+        }
+    }
     while (is_leaf(rec(n))) {
         const visit_result r = sweep_list(rec(n).list, job);
         if (r != visit_replaced) return r == visit_unchanged;

@@ -1,5 +1,6 @@
 #include "run/build_topology.h"
 
+#include "mesh/cell_tree.h"
 #include "mesh/log.h"
 #include "mesh/tolerances.h"
 #include "reduce/axes.h"
@@ -86,7 +87,8 @@ stage_result build_topology(std::int32_t cycle, std::int32_t* err, mesh_ctx* ctx
     label_tr_axes(ctx);
     ctx->model->tri_oriented = ctx->topo->tri_oriented;
     if (cycle == 0) report_orientation(*ctx->topo);
-    return remove_degenerates_pass(static_cast<double>(merge_tol), err, ctx);
+    if (!remove_degenerates_pass(static_cast<double>(merge_tol), err, ctx)) return stage_failed;
+    return unless_torn(err);
 }
 
 } // namespace velmora

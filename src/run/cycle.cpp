@@ -176,6 +176,7 @@ stage_result reduce_cycle(std::uint32_t* start_count, std::int32_t* cycle, std::
         if (!run_turn(counts, cycle, err, ctx)) return stage_failed;
         counts.removed += static_cast<std::int64_t>(count_before) - ctx->tr_count;
         bad = count_bad_triangles(ctx->topo->params->min_angle_cos, ctx);
+        if (!unless_torn(err)) return stage_failed;
     } while (bad < bad_before);
     return stage_ok;
 }

@@ -1,5 +1,6 @@
 #include "run/reduce_vertices.h"
 
+#include "mesh/cell_tree.h"
 #include "mesh/log.h"
 #include "plg/boundary.h"
 #include "reduce/classify.h"
@@ -81,7 +82,7 @@ stage_result reduce_vertices(std::uint32_t start_count, std::int32_t* err, mesh_
     pass_counts counts;
     reduce_passes(topo->table, *topo->params, &counts);
     log_counts(counts);
-    return stage_ok;
+    return unless_torn(err);
 }
 
 } // namespace velmora

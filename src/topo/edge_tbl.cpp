@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/measure.h"
 #include "mesh/sort.h"
 #include "repair/edge_groups.h"
@@ -82,11 +83,24 @@ bool gather_from_sides(const edge_groups& sides, const aabb& box, edge_rec* edge
     return true;
 }
 
+bool has_new_user(const cell_node& folded, const aabb& box, const edge_rec& edge,
+                  std::uint32_t stamp)
+{
+    return any_folded(folded, [&](obj_h o) {
+        const cell_obj& obj = rec(o);
+        return obj.stamp != stamp && box_overlap(obj.box, box) &&
+               tr_edge_index(edge.a, edge.b, rec(obj.tr)) >= 0;
+    });
+}
+
 // Users are found by the box of one of them, whose margin covers that of all others.
 bool gather_from_tree(const aabb& box, edge_rec* edge, mesh_ctx* ctx)
 {
     const auto enter = [&](const cell_node& node) { return box_overlap(node.box, box); };
-    return walk_leaves(ctx->root, enter, [&](cell_node& leaf) {
+    const auto unfolds = [&](const cell_node& node) {
+        return has_new_user(node, box, *edge, ctx->visit_stamp);
+    };
+    return walk_leaves(ctx->root, enter, unfolds, [&](cell_node& leaf) {
         for (const obj_h o : leaf.list) {
             cell_obj& obj = rec(o);
             if (obj.stamp == ctx->visit_stamp) continue;

@@ -28,7 +28,8 @@ struct memory_case {
 };
 
 // Each mode, thin repair, each form of both files, in place, and through pipes; a tolerance that
-// makes two places close, and one that makes a chain of all.
+// makes two places close, and one that makes a chain of all; boxes that overlap so much that cells
+// of the tree stay folded.
 const memory_case cases[] = {
     {"-f in.astl -o out.stl -e gone -q 1", "in.astl", "out.stl"},
     {"-f in.stl -o out.astl -j 1.2 -g 1 -q 2", "in.stl", "out.astl"},
@@ -40,6 +41,8 @@ const memory_case cases[] = {
     {"-F m -O m -q 1", "in.kvd", "stdout"},
     {"-f in.stl -o out.stl -m 0.03 -q 1", "in.stl", "out.stl"},
     {"-f in.stl -o out.stl -m 1.1 -q 1", "in.stl", "out.stl"},
+    {"-f pages.astl -o out.stl -q 1", "pages.astl", "out.stl"},
+    {"-f pages.astl -o out.stl -q 2 -S -h 0.2 -m 1.5", "pages.astl", "out.stl"},
 };
 
 /// Runs in a folder of its own.
@@ -53,6 +56,7 @@ class memory : public ::testing::Test {
         std::string pattern = (in_memory ? shm : fs::temp_directory_path()) / "memory_test_XXXXXX";
         dir = mkdtemp(pattern.data());
         write("in.astl", model());
+        write("pages.astl", pages());
         write("in.kvd", "");
         apart([this] {
             run("-f in.astl -o in.stl -q 9", 0);
@@ -79,6 +83,17 @@ class memory : public ::testing::Test {
         text += facet("3 0 0", "2 0 0", "3 -1 0") + facet("2 0 0", "3 1 0", "2 1 3");
         text += facet("9 0 0", "9 9 0", "9 4 0.01") + facet("9 9 0", "9 0 0", "9 4 -0.01");
         return text + facet("0 0 0", "0 0 0", "1 1 1") + "endsolid\n";
+    }
+    /// Hundreds of triangles over a few edges, with corners all over the room.
+    static std::string pages()
+    {
+        std::string text = "solid\n";
+        for (int i = 0; i < 160; ++i) {
+            const auto steps = [i](int n) { return std::to_string(i * 7919 % n - n / 2); };
+            text += facet("0 0 " + std::to_string(-(i % 3)), "0 0 9",
+                          steps(23) + " " + steps(19) + " " + steps(17));
+        }
+        return text + "endsolid\n";
     }
     static std::string facet(const std::string& a, const std::string& b, const std::string& c)
     {

@@ -3,6 +3,7 @@
 #include "mesh/audit.h"
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "mesh/measure.h"
 #include "mesh/renumber.h"
 #include "mesh/soup_plant.h"
@@ -151,7 +152,7 @@ struct planted {
         std::ostringstream out;
         std::map<std::uint32_t, std::size_t> vtx_names;
         out << ctx.tr_count << ' ' << ctx.max_level << ' ' << ctx.max_list << ' ' << ctx.grow_limit
-            << ' ' << ctx.longest_list << ' ' << ctx.next_id << '\n';
+            << ' ' << (ctx.longest_list > ctx.grow_limit) << ' ' << ctx.next_id << '\n';
         walk_leaves(ctx.root, everywhere, [&](cell_node& leaf) {
             out << "leaf " << leaf.box.min[0] << ' ' << leaf.box.max[1] << ' ' << leaf.box.max[2];
             for (const obj_h o : leaf.list)
@@ -240,6 +241,70 @@ void disturb(planted* p)
         EXPECT_TRUE(tree_add(o, nullptr, &p->ctx));
     }
     list_free(&moved);
+}
+
+// Asks for leaves here and there, which unfolds what is folded around them.
+void look_about(planted* p, unsigned seed)
+{
+    std::mt19937 random(seed);
+    for (int n = 0; n < 10; ++n) {
+        float at[3];
+        for (int i = 0; i < 3; ++i) {
+            const float length = p->bbox.max[i] - p->bbox.min[i];
+            at[i] = p->bbox.min[i] + length * static_cast<float>(random() % 64) / 64.0f;
+        }
+        const node_h leaf = cell_find_leaf(p->ctx.root, at);
+        EXPECT_TRUE(pt_in_box(rec(leaf).box, at));
+    }
+}
+
+TEST_F(planting, a_tree_is_the_same_whatever_was_asked_first)
+{
+    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
+        std::string states[2];
+        for (const bool folded : {false, true}) {
+            planted p(trs);
+            if (folded) {
+                p.plant_at_once(list_len);
+                look_about(&p, list_len);
+            } else {
+                p.plant_one_by_one(list_len);
+            }
+            disturb(&p);
+            if (folded) {
+                look_about(&p, list_len + 1);
+                EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
+                renumber_mesh(renumber_all, &p.ctx);
+                look_about(&p, list_len + 2);
+            }
+            states[folded] = p.state();
+        }
+        EXPECT_EQ(states[0], states[1]);
+    });
+}
+
+TEST_F(planting, memory_that_runs_out_where_cells_unfold_is_not_forgotten)
+{
+    const std::uint64_t blocks = heap_blocks();
+    {
+        planted p(random_soup(k_kinds[1], 0));
+        p.plant_at_once(3);
+        ASSERT_TRUE(the_fold.used);
+        heap_fail_nth(1);
+        EXPECT_FALSE(walk_leaves(p.ctx.root, everywhere, [](const cell_node&) { return true; }));
+        heap_fail_nth(0);
+        EXPECT_TRUE(tree_is_torn());
+        EXPECT_EQ(unless_torn(&p.err), stage_failed);
+        EXPECT_EQ(p.err, err_no_memory);
+        obj_list met = {};
+        std::uint32_t count = 0;
+        ++p.ctx.visit_stamp;
+        EXPECT_TRUE(tree_collect(p.ctx.root, &met, &count, &p.ctx));
+        EXPECT_EQ(count, p.ctx.tr_count);
+        list_free(&met);
+    }
+    EXPECT_FALSE(tree_is_torn());
+    EXPECT_EQ(heap_blocks(), blocks);
 }
 
 void link_up(planted* p)

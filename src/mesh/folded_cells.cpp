@@ -1,0 +1,207 @@
+#include "mesh/folded_cells.h"
+
+#include <cstring>
+
+namespace velmora {
+
+fold_store the_fold;
+
+namespace {
+
+stream_head head_of(const cell_node& node)
+{
+    return {node.level, node.list.count, node.handed_down};
+}
+
+// Entries of streams are numbers plus 1.
+const aabb& box_of(obj_h entry)
+{
+    return the_fold.boxes[entry.i - 1];
+}
+
+std::uint32_t split_length_of(const stream_head& in, const obj_h* stream)
+{
+    return split_length(the_fold.limits, in, [&](std::uint32_t i) { return stream[i].i - 1; });
+}
+
+void forget_stream(cell_node* node)
+{
+    heap_free(node->list.items);
+    node->list = {};
+    node->folded = false;
+}
+
+void name_entries(obj_list* list)
+{
+    std::uint32_t kept = 0;
+    for (std::uint32_t i = 0; i < list->count; ++i)
+        if (const obj_h o = folded_obj(list->items[i])) list->items[kept++] = o;
+    list->count = kept;
+}
+
+bool is_empty(const cell_node& node)
+{
+    return !any_folded(node, [](obj_h) { return true; });
+}
+
+// Makes a new child what its stream makes of it.
+void settle_child(cell_node* child, const stream_head& head, obj_h* stream)
+{
+    child->list = {stream, head.count, head.count};
+    child->level = static_cast<std::uint8_t>(head.level);
+    child->handed_down = head.handed_down;
+    child->folded = true;
+    if (the_fold.named && is_empty(*child)) {
+        forget_stream(child);
+    } else if (split_length_of(head, stream) == head.count) {
+        child->folded = false;
+        if (the_fold.named) name_entries(&child->list);
+    }
+}
+
+// One entry more for what touches both halves.
+void hold_again(const cell_node& node, const cell_half& low, const cell_half& high)
+{
+    for (std::uint32_t i = 0; i < node.list.count; ++i) {
+        const obj_h entry = node.list.items[i];
+        const obj_h o = folded_obj(entry);
+        if (o && touches_half(low, box_of(entry)) && touches_half(high, box_of(entry)))
+            cell_obj_ref(o);
+    }
+}
+
+// Where a child's stream is made, before its length is known; kept for the next one.
+bool reserve_scratch(std::uint32_t count)
+{
+    if (count <= the_fold.scratch_count) return true;
+    the_fold.scratch_count = 0;
+    if (!heap_renew(&the_fold.scratch, count)) return false;
+    the_fold.scratch_count = count;
+    return true;
+}
+
+// Null when memory ran out.
+obj_h* copy_of_scratch(std::uint32_t count)
+{
+    auto* const stream = heap_array<obj_h>(count);
+    if (stream && count) std::memcpy(stream, the_fold.scratch, sizeof(obj_h) * count);
+    return stream;
+}
+
+// Gives a child, which is an empty leaf yet, its part of the node's stream.
+bool hand_down(const cell_node& node, std::uint32_t split, const cell_half& half, node_h child)
+{
+    const stream_head head =
+        divide_stream(head_of(node), node.list.items, split, half, box_of, the_fold.scratch);
+    obj_h* const stream = copy_of_scratch(head.count);
+    if (stream) settle_child(&rec(child), head, stream);
+    return stream != nullptr;
+}
+
+bool divide(node_h n)
+{
+    cell_node& node = rec(n);
+    const stream_head in = head_of(node);
+    if (!reserve_scratch(in.count) || !cell_halve(n, in.level)) return false;
+    const std::uint32_t split = split_length_of(in, node.list.items);
+    const std::uint32_t axis = in.level % 3;
+    const float cut = rec(node.low).box.max[axis];
+    const cell_half low = {false, axis, cut};
+    const cell_half high = {true, axis, cut};
+    if (!hand_down(node, split, low, node.low) || !hand_down(node, split, high, node.high)) {
+        cell_forget_halves(n);
+        return false;
+    }
+    if (the_fold.named) hold_again(node, low, high);
+    return true;
+}
+
+} // namespace
+
+bool cell_unfold(node_h n)
+{
+    if (divide(n)) {
+        forget_stream(&rec(n));
+        return true;
+    }
+    the_fold.torn = true;
+    return false;
+}
+
+bool tree_is_torn()
+{
+    return the_fold.torn;
+}
+
+stage_result unless_torn(std::int32_t* err)
+{
+    if (!the_fold.torn) return stage_ok;
+    *err = err_no_memory;
+    return stage_failed;
+}
+
+bool folded_has_unseen(const cell_node& node, std::uint32_t stamp)
+{
+    return any_folded(node, [stamp](obj_h o) { return rec(o).stamp != stamp; });
+}
+
+void cell_fold(node_h n, const stream_head& in, obj_h* stream)
+{
+    cell_node& node = rec(n);
+    node.list = {stream, in.count, in.count};
+    node.level = static_cast<std::uint8_t>(in.level);
+    node.handed_down = in.handed_down;
+    node.folded = true;
+}
+
+void fold_keep(aabb* boxes, std::uint32_t count)
+{
+    the_fold.boxes = boxes;
+    the_fold.count = count;
+}
+
+void fold_name(obj_h* objs)
+{
+    the_fold.objs = objs;
+    the_fold.named = true;
+}
+
+void fold_free()
+{
+    const bool torn = the_fold.torn;
+    heap_free(the_fold.scratch);
+    heap_free(the_fold.boxes);
+    heap_free(the_fold.objs);
+    the_fold = {};
+    the_fold.torn = torn;
+}
+
+void fold_drop_stamped(cell_node* node, std::uint32_t stamp)
+{
+    bool any_left = false;
+    for (std::uint32_t i = 0; i < node->list.count; ++i) {
+        const obj_h o = folded_obj(node->list.items[i]);
+        if (!o) continue;
+        if (rec(o).stamp == stamp) {
+            cell_obj_release(o);
+        } else {
+            any_left = true;
+        }
+    }
+    if (!any_left) forget_stream(node);
+}
+
+void fold_forget_stamped(std::uint32_t stamp)
+{
+    for (std::uint32_t k = 0; the_fold.named && k < the_fold.count; ++k)
+        if (the_fold.objs[k] && rec(the_fold.objs[k]).stamp == stamp) the_fold.objs[k] = {};
+}
+
+void fold_release(cell_node* node)
+{
+    for (std::uint32_t i = 0; the_fold.named && i < node->list.count; ++i)
+        if (const obj_h o = folded_obj(node->list.items[i])) cell_obj_release(o);
+    forget_stream(node);
+}
+
+} // namespace velmora

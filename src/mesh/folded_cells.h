@@ -1,0 +1,76 @@
+// mesh/folded_cells.h - cells whose subtree is made when somebody looks into it.
+//
+// Where the boxes of most objects overlap, the lists of all leaves together grow by the square of
+// the objects, and few of them are ever asked for: the leaves in which a vertex lies, those where a
+// walk meets an object for the first time, those on the way of a ray. So a tree that is filled at
+// once leaves out what would be too much: a folded cell keeps the stream of objects that arrived at
+// it, from which its halves follow at any time. What has left the tree meanwhile still takes its
+// part in the splits, but is listed no more; a cell where nothing else is left is an empty leaf, as
+// if all had been taken out of its leaves one by one.
+#pragma once
+
+#include "mesh/cell_tree.h"
+#include "mesh/tree_growth.h"
+#include "mesh/tree_stream.h"
+
+namespace velmora {
+
+/// What the streams' numbers mean. There is one tree in a run.
+struct fold_store {
+    aabb* boxes;         ///< by number of the insertion; owned
+    obj_h* objs;         ///< by number: the object, none for one that has left the tree; owned
+    std::uint32_t count; ///< insertions
+    obj_h* scratch;      ///< room for a stream; owned
+    std::uint32_t scratch_count;
+    bool used;          ///< the tree has been filled with folded cells
+    bool named;         ///< `objs` is complete: from now on lists have handles, and folded cells
+                        ///< hold a reference for each entry whose object is in the tree
+    bool torn;          ///< memory ran out while a cell was unfolded: walks have missed objects
+    tree_limits limits; ///< while the tree was filled
+};
+
+extern fold_store the_fold;
+
+extern fold_store the_fold;
+
+/// The object of an entry of a stream, which is a number plus 1; none when it has left the tree.
+inline obj_h folded_obj(obj_h entry)
+{
+    return the_fold.objs[entry.i - 1];
+}
+
+/// Makes an empty leaf a folded cell, which takes over the stream that arrived there.
+void cell_fold(node_h n, const stream_head& in, obj_h* stream);
+
+/// Takes over the boxes of the tree that has just been filled, with folded cells.
+void fold_keep(aabb* boxes, std::uint32_t count);
+
+/// Takes over the objects, now that the lists have been named and the folded cells hold references.
+void fold_name(obj_h* objs);
+
+/// Forgets what the numbers mean, when there are no folded cells any more; that the tree was torn
+/// is remembered to the end of the run.
+void fold_free();
+
+/// Drops the references of the folded cell on objects that bear the stamp; without any other it
+/// becomes an empty leaf. fold_forget_stamped is to follow.
+void fold_drop_stamped(cell_node* node, std::uint32_t stamp);
+
+/// The numbers of objects that bear the stamp stand for nobody from now on.
+void fold_forget_stamped(std::uint32_t stamp);
+
+/// Drops the references of a folded cell, and the stream with them.
+void fold_release(cell_node* node);
+
+/// Calls `visit(obj_h)` for each object below a folded cell, in no order that means anything, until
+/// it returns true; then so does this.
+template <class visit_fn> bool any_folded(const cell_node& node, const visit_fn& visit)
+{
+    for (std::uint32_t i = 0; i < node.list.count; ++i) {
+        const obj_h o = folded_obj(node.list.items[i]);
+        if (o && visit(o)) return true;
+    }
+    return false;
+}
+
+} // namespace velmora
