@@ -26,19 +26,6 @@ bool all_finite(const tr_soup& soup)
     return finite;
 }
 
-bool none_is_crowded(const tr_soup& soup)
-{
-    const std::size_t size = sizeof(std::uint32_t) * soup.place_count;
-    auto* users = static_cast<std::uint32_t*>(heap_alloc(size));
-    if (!users) return false;
-    std::memset(users, 0, size);
-    bool countable = true;
-    for (std::size_t i = 0; i < std::size_t{3} * soup.count; ++i)
-        countable &= ++users[soup.corners[i]] <= k_most_corners;
-    heap_free(users);
-    return countable;
-}
-
 // Places chained by the cell of the grid that they are in. All owned.
 struct close_search {
     const tr_soup& soup;
@@ -71,15 +58,30 @@ void search_close(close_search* s)
     heap_free(s->nexts);
 }
 
-bool mark_close(std::uint32_t a, std::uint32_t b, close_search* s)
+bool mark(std::uint32_t place, close_search* s)
 {
     if (!s->close) {
         s->close = heap_array<std::uint8_t>(s->soup.place_count);
         if (!s->close) return false;
         std::memset(s->close, 0, s->soup.place_count);
     }
-    s->close[a] = s->close[b] = 1;
+    s->close[place] = 1;
     return true;
+}
+
+// Marks the places with more corners than a vertex can count: which of their vertices go on then
+// depends on the order of the merge.
+bool mark_crowded(close_search* s)
+{
+    const tr_soup& soup = s->soup;
+    auto* users = heap_array<std::uint32_t>(soup.place_count);
+    if (!users) return false;
+    std::memset(users, 0, sizeof(std::uint32_t) * soup.place_count);
+    bool marked = true;
+    for (std::size_t i = 0; i < std::size_t{3} * soup.count && marked; ++i)
+        if (++users[soup.corners[i]] > k_most_corners) marked = mark(soup.corners[i], s);
+    heap_free(users);
+    return marked;
 }
 
 // Compares a place with those before it, and adds it to them.
@@ -89,7 +91,7 @@ bool add_place(std::uint32_t place, const grid_cell& cell, close_search* s)
     const bool looked = for_each_close_cell(cell, [&](std::uint32_t hash) {
         for (std::uint32_t p = s->heads[hash & s->mask]; p != k_nothing; p = s->nexts[p]) {
             if (s->looks_left-- == 0) return false;
-            if (are_close(s->grid, place_pos(s->soup, p), pos) && !mark_close(p, place, s))
+            if (are_close(s->grid, place_pos(s->soup, p), pos) && !(mark(p, s) && mark(place, s)))
                 return false;
         }
         return true;
@@ -134,9 +136,9 @@ place_spacing soup_spacing(const tr_soup& soup, std::uint8_t** close)
 {
     *close = nullptr;
     if (soup.place_count == 0) return places_apart;
-    if (!all_finite(soup) || !none_is_crowded(soup)) return places_unknown;
+    if (!all_finite(soup)) return places_unknown;
     close_search search = {soup, grid_of_tol(), nullptr, nullptr, 0, 0, nullptr};
-    if (find_close(&search)) {
+    if (mark_crowded(&search) && find_close(&search)) {
         *close = search.close;
         return search.close ? places_mixed : places_apart;
     }

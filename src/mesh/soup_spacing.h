@@ -8,14 +8,16 @@
 namespace velmora {
 
 enum place_spacing {
-    places_apart,  ///< the merge gives each place one vertex
-    places_mixed,  ///< the same for all places but those that are close to another one
-    places_unknown ///< any place may be close to another, or have more corners than a vertex counts
+    places_apart, ///< the merge gives each place one vertex
+    places_mixed, ///< the same for all places but those that are close to another one, or have more
+                  ///< corners than a vertex counts
+    places_unknown ///< any place may be one of those
 };
 
 /// Compares all places that share a neighbourhood. Two are close when merge_tol may make them
 /// equal.
-/// @param[out] close  places_mixed: by place, 1 for those close to another; the caller's to free.
+/// @param[out] close  places_mixed: by place, 1 for those that are left to the merge; the caller's
+/// to free.
 ///                    Else null
 /// @return places_unknown also when memory ran out, and where so many places are close together
 /// that comparing them takes long

@@ -93,15 +93,18 @@ std::uint32_t place_of(const leaf_points& leaf, vtx_h v, std::uint32_t* place_co
     return leaf.heads[at] = number;
 }
 
-std::uint32_t find_places(leaf_points* leaf)
+std::uint32_t find_places(const obj_list& list, const std::uint8_t* corners, leaf_points* leaf)
 {
     leaf->head_count = heads_for(leaf->entry_count);
     clear_heads(leaf);
     std::uint32_t place_count = 0;
-    for (std::uint32_t e = 0; e < leaf->entry_count; ++e)
+    for (std::uint32_t e = 0; e < leaf->entry_count; ++e) {
+        const std::uint32_t looks_at = corners[list_at(list, e).i];
         for (std::uint32_t i = 0; i < 3; ++i)
             leaf->corner_at[3 * e + i] =
-                place_of(*leaf, rec(leaf->entries[e].tr).vtx[i], &place_count);
+                looks_at >> i & 1 ? place_of(*leaf, rec(leaf->entries[e].tr).vtx[i], &place_count)
+                                  : k_nothing;
+    }
     return place_count;
 }
 
@@ -225,7 +228,9 @@ int members_of(const leaf_points& leaf, std::uint32_t e, cluster_member* members
 {
     int count = 0;
     for (std::uint32_t i = 0; i < 3; ++i) {
-        const std::uint32_t first = first_of(leaf.places, leaf.corner_at[3 * e + i]);
+        const std::uint32_t at = leaf.corner_at[3 * e + i];
+        if (at == k_nothing) continue;
+        const std::uint32_t first = first_of(leaf.places, at);
         if (leaf.places[first].vertices < 2) continue;
         int m = 0;
         while (m < count && firsts[m] != first)
@@ -286,12 +291,12 @@ void fill_members(leaf_points* leaf)
 
 } // namespace
 
-bool leaf_points_load(const obj_list& list, leaf_points* leaf)
+bool leaf_points_load(const obj_list& list, const std::uint8_t* corners, leaf_points* leaf)
 {
     if (!reserve(leaf, list.count)) return false;
     load_entries(list, leaf);
     leaf->cluster_count = 0;
-    const std::uint32_t place_count = find_places(leaf);
+    const std::uint32_t place_count = find_places(list, corners, leaf);
     leaf->clustered = all_finite(*leaf, place_count);
     if (!leaf->clustered) return true;
     find_clusters(place_count, leaf);

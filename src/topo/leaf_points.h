@@ -46,13 +46,15 @@ struct leaf_points {
 
     std::uint32_t capacity;   ///< entries that there is room for
     leaf_place* places;       ///< owned
-    std::uint32_t* corner_at; ///< place of each corner; owned
+    std::uint32_t* corner_at; ///< place of each corner that matters; owned
     std::uint32_t* heads;     ///< hash of the positions, then of the grid's cells; owned
     std::uint32_t head_count; ///< a power of two, as this leaf needs it
 };
 
 /// Fills `leaf` from a leaf's list; false when memory ran out.
-[[nodiscard]] bool leaf_points_load(const obj_list& list, leaf_points* leaf);
+/// @param corners  by object, those that matter: bit i for corner i
+[[nodiscard]] bool leaf_points_load(const obj_list& list, const std::uint8_t* corners,
+                                    leaf_points* leaf);
 
 /// Gives the memory back.
 void leaf_points_free(leaf_points* leaf);

@@ -2,12 +2,12 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/folded_cells.h"
 #include "topo/leaf_points.h"
 #include "topo/merge_equal.h"
+#include "topo/merge_left.h"
 #include "topo/merge_pair.h"
 #include "topo/merge_rows.h"
-
-#include <cstring>
 
 namespace velmora {
 
@@ -20,10 +20,10 @@ struct merge_work {
     leaf_points leaf;
     equal_runs equals;
     merge_rows rows;
-    std::uint64_t merged;   // pairs so far
-    std::uint32_t settled;  // visit stamp of objects no two of which have anything to merge
-    std::uint8_t* looks_at; // by object: 1 when it has corners for the merge; null: all may; owned
-    obj_list chosen;        // those of a leaf, in its order; owned, holds no references
+    merge_left left;
+    std::uint64_t merged;  // pairs so far
+    std::uint32_t settled; // visit stamp of objects no two of which have anything to merge
+    obj_list chosen;       // of a leaf, those with corners left; owned, holds no references
 };
 
 void merge_work_free(merge_work* w)
@@ -31,7 +31,7 @@ void merge_work_free(merge_work* w)
     leaf_points_free(&w->leaf);
     equal_runs_free(&w->equals);
     merge_rows_free(&w->rows);
-    heap_free(w->looks_at);
+    merge_left_close(&w->left);
     heap_free(w->chosen.items);
     *w = {};
 }
@@ -76,7 +76,7 @@ bool merge_cluster(const point_cluster& c, merge_work* w)
 
 bool merge_list(const obj_list& list, merge_work* w)
 {
-    if (!leaf_points_load(list, &w->leaf)) return false;
+    if (!leaf_points_load(list, w->left.corners, &w->leaf)) return false;
     if (!w->leaf.clustered) merge_all_pairs(w);
     for (std::uint32_t c = 0; c < w->leaf.cluster_count; ++c)
         if (!merge_cluster(w->leaf.clusters[c], w)) return false;
@@ -97,6 +97,7 @@ bool merge_leaf(const obj_list& list, merge_work* w, mesh_ctx* ctx)
 {
     if (list.count < 2 || is_settled(list, w->settled)) return true;
     const std::uint64_t before = w->merged;
+    merge_left_pace(&w->left, list.count);
     if (!merge_list(list, w)) return false;
     w->settled = ++ctx->visit_stamp;
     if (w->merged != before) return true;
@@ -105,39 +106,31 @@ bool merge_leaf(const obj_list& list, merge_work* w, mesh_ctx* ctx)
     return true;
 }
 
-// Moves the marks of the triangles to where they are at hand for each entry of a list.
-bool choose_objects(merge_work* w, mesh_ctx* ctx)
-{
-    const std::size_t objs = obj_pool.used;
-    w->looks_at = heap_array<std::uint8_t>(objs);
-    if (!w->looks_at) return false;
-    std::memset(w->looks_at, 0, objs);
-    return for_each_obj_once(ctx, [&](obj_h o, const cell_obj& obj) {
-        tr_rec& tr = rec(obj.tr);
-        w->looks_at[o.i] = (tr.flags & tr_may_merge) != 0;
-        tr.flags &= ~tr_may_merge;
-        return true;
-    });
-}
-
-// The others have no corner that is equal to one of another vertex.
+// The others have no corner that is close to one of another vertex.
 bool merge_chosen(const obj_list& list, merge_work* w, mesh_ctx* ctx)
 {
     if (!list_reserve(&w->chosen, list.count)) return false;
     w->chosen.count = 0;
     for (std::uint32_t i = 0; i < list.count; ++i)
-        if (w->looks_at[list.items[i].i]) w->chosen.items[w->chosen.count++] = list.items[i];
+        if (w->left.corners[list.items[i].i]) w->chosen.items[w->chosen.count++] = list.items[i];
     return merge_leaf(w->chosen, w, ctx);
+}
+
+// Whether the leaves of a folded cell can have anything to merge: if all its objects are settled,
+// so is each part of them.
+bool has_unsettled(const cell_node& folded, const merge_work& w)
+{
+    return any_folded(folded,
+                      [&](obj_h o) { return w.left.corners[o.i] && rec(o).stamp != w.settled; });
 }
 
 bool merge_tree(merge_work* w, mesh_ctx* ctx)
 {
-    const bool some = ctx->topo && ctx->topo->weld == weld_some;
-    if (some && !choose_objects(w, ctx)) return false;
+    if (!merge_left_open(&w->left, ctx)) return false;
     w->settled = ++ctx->visit_stamp;
-    return walk_leaves(ctx->root, everywhere, [&](cell_node& leaf) {
-        return some ? merge_chosen(leaf.list, w, ctx) : merge_leaf(leaf.list, w, ctx);
-    });
+    const auto unfolds = [w](const cell_node& n) { return has_unsettled(n, *w); };
+    return walk_leaves(ctx->root, everywhere, unfolds,
+                       [&](const cell_node& leaf) { return merge_chosen(leaf.list, w, ctx); });
 }
 
 } // namespace
