@@ -5,6 +5,7 @@
 #include "mesh/log.h"
 #include "mesh/measure.h"
 #include "repair/edge_groups.h"
+#include "topo/crowded_edge.h"
 #include "topo/edge_tbl.h"
 
 #include <cstring>
@@ -22,7 +23,8 @@ struct edge_search {
     vtx_h b;
     topo_ctx* topo;
     mesh_ctx* ctx;
-    bool noted; // the edge is in the table of edge errors
+    crowded_edges* crowds; // of the edge, if it has many users; else null
+    bool noted;            // the edge is in the table of edge errors
 };
 
 enum scan_step {
@@ -43,10 +45,10 @@ bool list_error(obj_h obj, obj_list* list)
 }
 
 // A failure ends the search as if there were nothing to find, so the log has to tell of it.
-bool note_claim(edge_search* s)
+bool note_claims(std::uint32_t count, edge_search* s)
 {
-    ++s->topo->edge_errors;
-    if (s->noted) return true;
+    s->topo->edge_errors += count;
+    if (s->noted || count == 0) return true;
     s->noted = list_error(s->obj, &s->topo->edge_err_list) &&
                note_edge_error(s->a, s->b, &s->topo->edge_errs, s->obj, s->ctx);
     if (s->noted) return true;
@@ -64,7 +66,7 @@ scan_step claim_edge(edge_search* s, tr_h t2, int k)
         return scan_done;
     }
     if (tr_nbr_index(s->tr, other) >= 0) return scan_on;
-    return note_claim(s) ? scan_on : scan_failed;
+    return note_claims(1, s) ? scan_on : scan_failed;
 }
 
 // A duplicate is never a neighbour of its twin, whatever edges it has.
@@ -93,16 +95,46 @@ bool scan_leaf(edge_search* s, const obj_list& list)
     return false;
 }
 
+// The same without passing each user: claims on those before the first that serves.
+bool scan_crowd(edge_search* s, const crowded_edge& edge)
+{
+    std::uint32_t free = 0;
+    std::uint32_t at = next_free_user(edge, 0);
+    for (; at < edge.count; at = next_free_user(edge, at + 1)) {
+        const tr_h t2 = edge.users[at].tr;
+        if (t2 != s->tr && !tr_same_vertices(rec(s->tr), rec(t2))) break;
+        ++free;
+    }
+    if (!note_claims(count_claims(edge, at, free, s->tr), s) || at == edge.count) return false;
+    return claim_edge(s, edge.users[at].tr, edge.users[at].slot) == scan_done;
+}
+
+bool search_leaf(edge_search* s, const cell_node& leaf)
+{
+    const crowded_edge* crowd = s->crowds ? find_crowd(s->crowds, s->a, s->b, leaf) : nullptr;
+    return crowd && crowd->mutual ? scan_crowd(s, *crowd) : scan_leaf(s, leaf.list);
+}
+
+bool search_tree(edge_search* s)
+{
+    const float* a = rec(s->a).pos;
+    const auto enter = [&](const cell_node& node) { return pt_in_box(node.box, a); };
+    const auto not_found = [&](const cell_node& leaf) { return !search_leaf(s, leaf); };
+    return !walk_leaves(s->ctx->root, enter, not_found);
+}
+
+edge_search search_from(obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
+{
+    const tr_h t = rec(obj).tr;
+    return {obj, t, i, rec(t).vtx[i], rec(t).vtx[next3(i)], topo, ctx, nullptr, false};
+}
+
 } // namespace
 
 bool find_nbr(obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
 {
-    const tr_h t = rec(obj).tr;
-    edge_search s = {obj, t, i, rec(t).vtx[i], rec(t).vtx[next3(i)], topo, ctx, false};
-    const float* a = rec(s.a).pos;
-    const auto enter = [&](const cell_node& node) { return pt_in_box(node.box, a); };
-    const auto not_found = [&](const cell_node& leaf) { return !scan_leaf(&s, leaf.list); };
-    return !walk_leaves(ctx->root, enter, not_found);
+    edge_search s = search_from(obj, i, topo, ctx);
+    return search_tree(&s);
 }
 
 namespace {
@@ -184,18 +216,33 @@ bool marks_init(std::uint8_t fill, slot_marks* marks)
     return marks->slots != nullptr;
 }
 
+bool is_crowded(const edge_groups& sides, vtx_h a, vtx_h b)
+{
+    return sides.starts && sides.in_order && find_edge_group(sides, a, b).count >= k_crowd;
+}
+
+void search_slot(obj_h o, int i, crowded_edges* crowds, topo_ctx* topo, mesh_ctx* ctx)
+{
+    edge_search s = search_from(o, i, topo, ctx);
+    if (is_crowded(*topo->sides, s.a, s.b)) s.crowds = crowds;
+    search_tree(&s);
+}
+
 // In list order, as earlier links take partners away from later ones.
 bool search_marked(const slot_marks& marks, topo_ctx* topo, mesh_ctx* ctx)
 {
     obj_list objs = {};
+    crowded_edges crowds = {};
     std::uint32_t count = 0;
     ++ctx->visit_stamp;
     const bool done = tree_collect(ctx->root, &objs, &count, ctx);
     for (const obj_h o : objs) {
         const tr_h t = rec(o).tr;
         for (int i = 0; done && i < 3; ++i)
-            if ((marks.slots[t.i] >> i & 1) && !live_nbr(rec(t), i)) find_nbr(o, i, topo, ctx);
+            if ((marks.slots[t.i] >> i & 1) && !live_nbr(rec(t), i))
+                search_slot(o, i, &crowds, topo, ctx);
     }
+    crowds_free(&crowds);
     list_free(&objs);
     return done;
 }
