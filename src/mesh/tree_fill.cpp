@@ -7,10 +7,14 @@
 #include "mesh/tree_stream.h"
 
 #include <cmath>
+#include <limits>
 
 namespace velmora {
 
 namespace {
+
+/// Two of these still have a finite sum, and so a middle.
+constexpr float k_most_of_sum = std::numeric_limits<float>::max() / 2.0f;
 
 constexpr std::uint32_t k_near_count = 4096; ///< objects of a node whose boxes are copied together
 
@@ -198,11 +202,11 @@ void note_folding(const tree_limits& limits, mesh_ctx* ctx)
 bool tree_can_be_filled(const mesh_ctx& ctx)
 {
     const aabb& box = rec(ctx.root).box;
-    bool finite = ctx.max_list != 0;
+    bool has_middle = ctx.max_list != 0;
     for (int i = 0; i < 3; ++i)
-        finite = finite && std::fabs(box.min[i]) < k_empty_box &&
-                 std::fabs(box.max[i]) < k_empty_box && box.min[i] <= box.max[i];
-    return finite;
+        has_middle = has_middle && std::fabs(box.min[i]) < k_most_of_sum &&
+                     std::fabs(box.max[i]) < k_most_of_sum && box.min[i] <= box.max[i];
+    return has_middle;
 }
 
 // Fills the root, or leaves it as it was.

@@ -161,11 +161,26 @@ bool refill(renewal* r, mesh_ctx* ctx)
     return true;
 }
 
+// A box of a NaN holds nothing, but may touch a root that reaches far enough.
+bool may_lose_objs(mesh_ctx* ctx)
+{
+    const aabb& root = rec(ctx->root).box;
+    bool far = false;
+    for (int i = 0; i < 3; ++i)
+        far = far || root.min[i] <= -k_empty_box || root.max[i] >= k_empty_box;
+    return far && !for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
+               const aabb box = box_of_tr(rec(obj.tr));
+               for (int i = 0; i < 3; ++i)
+                   if (!(box.min[i] <= box.max[i])) return false;
+               return true;
+           });
+}
+
 } // namespace
 
 renew_result tree_renew(mesh_ctx* ctx)
 {
-    if (!tree_can_be_filled(*ctx)) return renew_declined;
+    if (!tree_can_be_filled(*ctx) || may_lose_objs(ctx)) return renew_declined;
     renewal r;
     bool done = renewal_open(&r);
     if (done) {

@@ -14,6 +14,7 @@
 #include "topo/merge.h"
 #include "topo/topology.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -31,12 +32,13 @@ using soup_tr = std::vector<float>; // nine coordinates
 struct soup_kind {
     const char* name;
     int count;
-    int steps;    // of the lattice along an axis
-    float tol;    // merge tolerance
-    float jitter; // by which some coordinates are off
-    int jittered; // one in so many
-    bool flat;    // all z alike
-    int doubled;  // one triangle in so many has two equal corners; 0 none
+    int steps;         // of the lattice along an axis
+    float tol;         // merge tolerance
+    float jitter;      // by which some coordinates are off
+    int jittered;      // one in so many
+    bool flat;         // all z alike
+    int doubled;       // one triangle in so many has two equal corners; 0 none
+    float unit = 1.0f; // of the lattice
 };
 
 const soup_kind k_kinds[] = {
@@ -51,6 +53,7 @@ const soup_kind k_kinds[] = {
     {"few close points", 500, 9, 0.125f, 0.0625f, 300, false, 4},
     {"no tolerance", 400, 5, 0.0f, 0.0625f, 8, false, 4},
     {"one place", 60, 1, 1e-6f, 0.0f, 8, false, 0},
+    {"far out", 500, 6, 1e-6f, 0.0f, 8, false, 3, 2e37f},
 };
 
 std::vector<soup_tr> random_soup(const soup_kind& kind, unsigned seed)
@@ -66,7 +69,7 @@ std::vector<soup_tr> random_soup(const soup_kind& kind, unsigned seed)
             const float off = below(kind.jittered) == 0 ? kind.jitter : 0.0f;
             const float zero = kind.jitter != 0.0f && below(kind.jittered) == 1 ? -0.0f : 0.0f;
             const float x = step == 0 && off == 0.0f ? zero : static_cast<float>(step) + off;
-            tr.push_back(kind.flat && i % 3 == 2 ? 0.5f : x);
+            tr.push_back(kind.flat && i % 3 == 2 ? 0.5f : x * kind.unit);
         }
         if (kind.doubled && below(kind.doubled) == 0)
             std::copy(tr.begin(), tr.begin() + 3, tr.begin() + 3 + 3 * below(2));
@@ -251,7 +254,7 @@ void look_about(planted* p, unsigned seed)
         float at[3];
         for (int i = 0; i < 3; ++i) {
             const float length = p->bbox.max[i] - p->bbox.min[i];
-            at[i] = p->bbox.min[i] + length * static_cast<float>(random() % 64) / 64.0f;
+            at[i] = p->bbox.min[i] + length * (static_cast<float>(random() % 64) / 64.0f);
         }
         const node_h leaf = cell_find_leaf(p->ctx.root, at);
         EXPECT_TRUE(pt_in_box(rec(leaf).box, at));
@@ -350,6 +353,12 @@ TEST_F(planting, a_triangle_without_numbers_is_not_lost)
     std::uint32_t met = 0;
     for_each_obj_once(&p.ctx, [&](obj_h, const cell_obj&) { return ++met != 0; });
     EXPECT_EQ(met, 1u);
+    for_each_obj_once(&p.ctx, [](obj_h, const cell_obj& obj) {
+        for (const vtx_h v : rec(obj.tr).vtx)
+            rec(v).pos[0] = std::nanf("");
+        return true;
+    });
+    EXPECT_EQ(tree_renew(&p.ctx), renew_declined);
 }
 
 void renew_one_by_one(planted* p)
