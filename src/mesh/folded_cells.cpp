@@ -59,14 +59,26 @@ void settle_child(cell_node* child, const stream_head& head, obj_h* stream)
     }
 }
 
-// One entry more for what touches both halves.
-void hold_again(const cell_node& node, const cell_half& low, const cell_half& high)
+struct cell_halves {
+    cell_half low;
+    cell_half high;
+};
+
+cell_halves halves_of(const cell_node& node)
 {
-    for (std::uint32_t i = 0; i < node.list.count; ++i) {
-        const obj_h entry = node.list.items[i];
-        const obj_h o = folded_obj(entry);
-        if (o && touches_half(low, box_of(entry)) && touches_half(high, box_of(entry)))
-            cell_obj_ref(o);
+    const std::uint32_t axis = node.level % 3;
+    const float cut = rec(node.low).box.max[axis];
+    return {{false, axis, cut}, {true, axis, cut}};
+}
+
+// Calls `visit(obj_h)` for what touches both halves: it has one entry more when they stand.
+template <class visit_fn>
+void for_each_in_both(const obj_list& stream, const cell_halves& halves, const visit_fn& visit)
+{
+    for (std::uint32_t i = 0; i < stream.count; ++i) {
+        const aabb& box = box_of(stream.items[i]);
+        const obj_h o = folded_obj(stream.items[i]);
+        if (o && touches_half(halves.low, box) && touches_half(halves.high, box)) visit(o);
     }
 }
 
@@ -98,21 +110,20 @@ bool hand_down(const cell_node& node, std::uint32_t split, const cell_half& half
     return stream != nullptr;
 }
 
+// Makes the halves; the node keeps its stream.
 bool divide(node_h n)
 {
     cell_node& node = rec(n);
     const stream_head in = head_of(node);
     if (!reserve_scratch(in.count) || !cell_halve(n, in.level)) return false;
     const std::uint32_t split = split_length_of(in, node.list.items);
-    const std::uint32_t axis = in.level % 3;
-    const float cut = rec(node.low).box.max[axis];
-    const cell_half low = {false, axis, cut};
-    const cell_half high = {true, axis, cut};
-    if (!hand_down(node, split, low, node.low) || !hand_down(node, split, high, node.high)) {
+    const cell_halves halves = halves_of(node);
+    if (!hand_down(node, split, halves.low, node.low) ||
+        !hand_down(node, split, halves.high, node.high)) {
         cell_forget_halves(n);
         return false;
     }
-    if (the_fold.named) hold_again(node, low, high);
+    if (the_fold.named) for_each_in_both(node.list, halves, [](obj_h o) { cell_obj_ref(o); });
     return true;
 }
 
@@ -120,12 +131,33 @@ bool divide(node_h n)
 
 bool cell_unfold(node_h n)
 {
-    if (divide(n)) {
-        forget_stream(&rec(n));
-        return true;
+    obj_list stream;
+    if (!cell_unfold_for_now(n, &stream)) return false;
+    heap_free(stream.items);
+    return true;
+}
+
+bool cell_unfold_for_now(node_h n, obj_list* stream)
+{
+    if (!divide(n)) {
+        the_fold.torn = true;
+        return false;
     }
-    the_fold.torn = true;
-    return false;
+    cell_node& node = rec(n);
+    *stream = node.list;
+    node.list = {};
+    node.folded = false;
+    return true;
+}
+
+void cell_fold_again(node_h n, const obj_list& stream)
+{
+    cell_node& node = rec(n);
+    if (the_fold.named)
+        for_each_in_both(stream, halves_of(node), [](obj_h o) { cell_obj_release(o); });
+    cell_forget_halves(n);
+    node.list = stream;
+    node.folded = true;
 }
 
 bool tree_is_torn()

@@ -62,6 +62,30 @@ void fold_forget_stamped(std::uint32_t stamp);
 /// Drops the references of a folded cell, and the stream with them.
 void fold_release(cell_node* node);
 
+/// cell_unfold, after which the node can be folded again with that stream, which is the caller's.
+[[nodiscard]] bool cell_unfold_for_now(node_h n, obj_list* stream);
+
+/// Folds a node again, which takes its stream back. Below it nothing may have changed but that what
+/// was unfolded for now is folded again.
+void cell_fold_again(node_h n, const obj_list& stream);
+
+/// walk_leaves over all leaves, which leaves folded what it finds so: for walks that come through
+/// nearly all of the tree, when nobody needs as much of it afterwards.
+template <class unfolds_fn, class leaf_fn>
+bool walk_leaves_in_passing(node_h n, const unfolds_fn& unfolds, const leaf_fn& leaf)
+{
+    cell_node& node = rec(n);
+    if (is_leaf(node)) return leaf(node);
+    const bool was_folded = node.folded;
+    obj_list stream;
+    if (was_folded && !unfolds(node)) return true;
+    if (was_folded && !cell_unfold_for_now(n, &stream)) return false;
+    const bool done = walk_leaves_in_passing(node.low, unfolds, leaf) &&
+                      walk_leaves_in_passing(node.high, unfolds, leaf);
+    if (was_folded) cell_fold_again(n, stream);
+    return done;
+}
+
 /// Calls `visit(obj_h)` for each object below a folded cell, in no order that means anything, until
 /// it returns true; then so does this.
 template <class visit_fn> bool any_folded(const cell_node& node, const visit_fn& visit)

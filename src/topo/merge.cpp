@@ -129,8 +129,8 @@ bool merge_tree(merge_work* w, mesh_ctx* ctx)
     if (!merge_left_open(&w->left, ctx)) return false;
     w->settled = ++ctx->visit_stamp;
     const auto unfolds = [w](const cell_node& n) { return has_unsettled(n, *w); };
-    return walk_leaves(ctx->root, everywhere, unfolds,
-                       [&](const cell_node& leaf) { return merge_chosen(leaf.list, w, ctx); });
+    return walk_leaves_in_passing(
+        ctx->root, unfolds, [&](const cell_node& leaf) { return merge_chosen(leaf.list, w, ctx); });
 }
 
 } // namespace
