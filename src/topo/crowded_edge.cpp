@@ -140,19 +140,22 @@ std::uint32_t slot_of(const crowded_edges& crowds, const crowded_edge& key)
 bool reserve_edge(crowded_edges* crowds)
 {
     if (crowds->count < crowds->capacity) return true;
-    const std::uint32_t slots = crowds->slot_count ? 2 * crowds->slot_count : k_first_slots;
-    void* grown = heap_realloc(crowds->edges, sizeof(crowded_edge) * slots / 2);
-    if (!grown) return false;
-    crowds->edges = static_cast<crowded_edge*>(grown);
-    if (!heap_renew(&crowds->slots, slots)) {
-        crowds->capacity = crowds->slot_count = 0;
+    const std::uint32_t slot_count = crowds->slot_count ? 2 * crowds->slot_count : k_first_slots;
+    auto* const slots = heap_array<std::uint32_t>(slot_count);
+    void* grown =
+        slots ? heap_realloc(crowds->edges, sizeof(crowded_edge) * slot_count / 2) : nullptr;
+    if (!grown) {
+        heap_free(slots);
         return false;
     }
-    std::memset(crowds->slots, 0, sizeof(std::uint32_t) * slots);
-    crowds->capacity = slots / 2;
-    crowds->slot_count = slots;
+    heap_free(crowds->slots);
+    crowds->slots = slots;
+    crowds->slot_count = slot_count;
+    crowds->edges = static_cast<crowded_edge*>(grown);
+    crowds->capacity = slot_count / 2;
+    std::memset(slots, 0, sizeof(std::uint32_t) * slot_count);
     for (std::uint32_t i = 0; i < crowds->count; ++i)
-        crowds->slots[slot_of(*crowds, crowds->edges[i])] = i + 1;
+        slots[slot_of(*crowds, crowds->edges[i])] = i + 1;
     return true;
 }
 
