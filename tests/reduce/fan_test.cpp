@@ -83,6 +83,16 @@ tr_h find_tr_at(node_h n, vtx_h v)
 
 } // namespace
 
+TEST(fan, is_ordered_round_the_vertex)
+{
+    for (const fan_case& c : fan_cases) {
+        reduce_mesh m(k_hexagon_points, c.triangles);
+        m.enter();
+        EXPECT_EQ(m.fan(c.vtx), c.fan) << c.name;
+        EXPECT_EQ(m.type(c.vtx), c.type) << c.name;
+    }
+}
+
 TEST(fan, ends_somewhere_on_damaged_links)
 {
     for (const damage_case& c : damage_cases) {
