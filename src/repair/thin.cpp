@@ -212,7 +212,7 @@ stage_result repair_thin_triangles(double height_ratio, double angle_tol, thin_c
             tree_remove(o, ctx);
     }
     list_free(&job.replaced);
-    return done ? stage_ok : stage_failed;
+    return done ? unless_torn(err) : stage_failed;
 }
 
 } // namespace velmora

@@ -1,4 +1,6 @@
 #include "linked.h"
+#include "mesh/folded_cells.h"
+#include "mesh/tree_renew.h"
 #include "repair/thin.h"
 
 #include <gtest/gtest.h>
@@ -141,13 +143,59 @@ TEST(thin_repair, goes_on_when_leaves_split_under_it)
     link_all(&m);
     for (const tr_h t : m.trs)
         tr_recompute_nrm(&rec(t), true, nullptr);
-    set_limits(&m, 2, 12);
+    set_limits(&m, 2, 10);
     thin_counts counts = {};
     EXPECT_EQ(repair_thin_triangles(0.1, 0.9, &counts, &m.err, &m.ctx), stage_ok);
     EXPECT_EQ(counts.found, 30u);
     EXPECT_EQ(counts.fixed, 30u);
     EXPECT_EQ(m.tr_count(), 60u);
     EXPECT_EQ(m.ctx.tr_count, 60u);
+}
+
+// Kites over each other, across a tree so deep that most cells stay folded.
+struct folded_kites {
+    mesh_fixture m;
+    thin_counts counts = {};
+
+    folded_kites() : m(points(), kites(k_kites).trs)
+    {
+        link_all(&m);
+        for (const tr_h t : m.trs)
+            tr_recompute_nrm(&rec(t), true, nullptr);
+        set_limits(&m, 2, 10);
+        if (tree_renew(&m.ctx) != renew_done) std::abort();
+    }
+    static std::vector<mesh_fixture::point> points()
+    {
+        std::vector<mesh_fixture::point> all;
+        for (int i = 0; i < k_kites; ++i) {
+            const float z = 0.001f * static_cast<float>(i);
+            const float at[4][2] = {{0, 0}, {4, 4}, {1.75f, 2.25f}, {4, 0}};
+            for (const auto& p : at)
+                all.push_back({p[0], p[1], z + p[0]});
+        }
+        return all;
+    }
+    static constexpr int k_kites = 20;
+};
+
+TEST(thin_repair, tells_that_what_it_replaced_could_not_be_taken_out)
+{
+    std::uint64_t calls = 0;
+    {
+        folded_kites k;
+        ASSERT_TRUE(the_fold.used);
+        heap_fail_nth(0);
+        EXPECT_EQ(repair_thin_triangles(0.1, 0.5, &k.counts, &k.m.err, &k.m.ctx), stage_ok);
+        EXPECT_EQ(k.counts.fixed, 20u);
+        calls = heap_calls();
+    }
+    folded_kites k;
+    heap_fail_nth(calls);
+    EXPECT_EQ(repair_thin_triangles(0.1, 0.5, &k.counts, &k.m.err, &k.m.ctx), stage_failed);
+    heap_fail_nth(0);
+    EXPECT_TRUE(tree_is_torn());
+    EXPECT_EQ(k.m.err, err_no_memory);
 }
 
 } // namespace
