@@ -18,10 +18,15 @@ constexpr float k_most_of_sum = std::numeric_limits<float>::max() / 2.0f;
 
 constexpr std::uint32_t k_near_count = 4096; ///< objects of a node whose boxes are copied together
 
-// Entries for each object that lists may have before cells are folded; in clean models it is 2
-// to 4.
+// Entries for each object that lists may have before cells are folded; in clean models it is 2 to
+// 4. In checked builds small models get folded cells, too.
+#ifdef VELMORA_CHECKED
+constexpr std::size_t k_entries_each = 1;
+constexpr std::size_t k_entries_anyway = 64;
+#else
 constexpr std::size_t k_entries_each = 16;
 constexpr std::size_t k_entries_anyway = 4096;
+#endif
 
 // An object with its box beside it, for the lower levels, which then stay in the cache.
 struct boxed {

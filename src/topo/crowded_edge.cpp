@@ -115,6 +115,7 @@ std::uint32_t count_linked(const crowded_edge& edge, std::uint32_t place, vtx_h 
     for (int k = 0; k < 3; ++k) {
         const tr_h n = live_nbr(tr, k);
         if (!n || (k > 0 && n == tr.nbr[0]) || (k > 1 && n == tr.nbr[1])) continue;
+        if (tr_nbr_index(t, rec(n)) < 0) continue; // an error all the same
         const int slot = tr_edge_index(edge.a, edge.b, rec(n));
         const vtx_h far = slot < 0 ? third : rec(n).vtx[prev3(slot)];
         count += far != third && is_passed(edge, place, n, far);

@@ -1,6 +1,7 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
 #include "random_trs.h"
+#include "topo/crowded_edge.h"
 #include "topo/links.h"
 #include "topo_mesh.h"
 
@@ -116,6 +117,73 @@ TEST(links, pass_finds_what_searching_every_slot_finds)
         ASSERT_EQ(outcome[0], outcome[1]);
         ASSERT_EQ(outcome[0], outcome[2]);
     }
+}
+
+// The triangles a-b-c0, a-b-c1 ... and two more whose corners are far off.
+static std::vector<mesh_fixture::corners> page_trs(int pages)
+{
+    std::vector<mesh_fixture::corners> trs;
+    for (int i = 0; i < pages; ++i)
+        trs.push_back({0, 1, 2 + i});
+    trs.push_back({2 + pages, 3 + pages, 4 + pages});
+    return trs;
+}
+
+static std::vector<mesh_fixture::point> page_points(int pages)
+{
+    std::vector<mesh_fixture::point> points = {{0, 0, 0}, {1, 0, 0}};
+    for (int i = 0; i < pages; ++i)
+        points.push_back({0, 1, static_cast<float>(i)});
+    points.insert(points.end(), {{-900, 0, 0}, {-901, 0, 0}, {-900, 1, 0}});
+    return points;
+}
+
+// A claim of a triangle that has moved away from where it is listed, and so comes last: what it is
+// linked to counts as an error unless it answers.
+TEST(links, a_crowd_counts_a_user_that_does_not_answer)
+{
+    constexpr int k_pages = 70;
+    std::uint32_t errors[2];
+    for (const bool fast : {false, true}) {
+        topo_mesh m(page_points(k_pages), page_trs(k_pages));
+        m.fill_tree(4);
+        const tr_h asking = m.trs[5];
+        const obj_h far = cell_obj_ref(rec(asking).cell);
+        tree_remove(far, &m.ctx);
+        rec(far).box = rec(rec(m.trs[k_pages]).cell).box;
+        ASSERT_TRUE(tree_add(far, nullptr, &m.ctx));
+        cell_obj_release(far);
+        rec(asking).nbr[1] = m.trs[9];
+        rec(asking).nbr[2] = m.trs[40];
+        links_may_dangle = true;
+        if (fast) edge_groups_build(&m.sides, &m.ctx);
+        if (!fast) search_every_slot(&m);
+        if (fast) {
+            EXPECT_EQ(link_nbrs(&m.topo, &m.err, &m.ctx), stage_ok);
+        }
+        errors[fast] = m.topo.edge_errors;
+    }
+    EXPECT_EQ(errors[0], errors[1]);
+    EXPECT_GT(errors[0], 0u);
+}
+
+TEST(links, crowds_outlive_a_want_of_memory)
+{
+    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0", "abc");
+    const cell_node& leaf = rec(m.ctx.root);
+    crowded_edges crowds = {};
+    const auto find = [&](std::uint32_t i) { return find_crowd(&crowds, {i}, {i + 1}, leaf); };
+    std::uint32_t known = 1;
+    for (; known <= 2 || crowds.count < crowds.capacity; ++known)
+        ASSERT_TRUE(find(known));
+    heap_fail_nth(2);
+    EXPECT_FALSE(find(known));
+    heap_fail_nth(0);
+    EXPECT_TRUE(find(known));
+    for (std::uint32_t i = 1; i <= known; ++i)
+        EXPECT_EQ(find(i)->a, vtx_h{i});
+    EXPECT_EQ(crowds.count, known);
+    crowds_free(&crowds);
 }
 
 // A triangle that has moved out of its box is listed in other leaves than its corners lie in.
