@@ -56,6 +56,8 @@ inline bool is_leaf(const cell_node& node)
     return !node.low && !node.folded;
 }
 
+// What folded_cells.cpp does for all who walk.
+
 /// Gives a folded node its children, which are leaves or folded in turn.
 /// @return false when memory ran out; the node stays folded, and tree_is_torn from then on
 [[nodiscard]] bool cell_unfold(node_h n);

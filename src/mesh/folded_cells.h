@@ -31,8 +31,6 @@ struct fold_store {
 
 extern fold_store the_fold;
 
-extern fold_store the_fold;
-
 /// The object of an entry of a stream, which is a number plus 1; none when it has left the tree.
 inline obj_h folded_obj(obj_h entry)
 {

@@ -102,8 +102,7 @@ struct insertions {
 
 // What counting one level tells.
 struct level_count {
-    std::int64_t
-        overflow; // number of the insertion that makes a list longer than the limit; -1 none
+    std::int64_t overflow; // the insertion that makes a list longer than the limit; -1 none
     std::uint32_t longest; // list of all, if there were no limit
 };
 

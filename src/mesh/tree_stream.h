@@ -17,8 +17,7 @@ namespace velmora {
 struct stream_head {
     std::uint32_t level; ///< of the cell
     std::uint32_t count;
-    std::uint32_t
-        handed_down; ///< the first of them came with the parent's split, and split nothing
+    std::uint32_t handed_down; ///< of them, the first, came with the parent's split
 };
 
 /// How many entries the cell's list has when it splits; all of them when it never does.

@@ -66,7 +66,7 @@ std::uint8_t first_state(const tr_rec& tr)
     return static_cast<std::uint8_t>(state);
 }
 
-// One that stands in two leaves counts twice, unless nobody unfolds them.
+// One that stands in two leaves counts twice; leaves that stay folded do not count.
 bool add_lone(obj_h o, mesh_ctx* ctx)
 {
     ++ctx->topo->lone_count;

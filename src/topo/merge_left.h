@@ -16,8 +16,7 @@ namespace velmora {
 struct merge_left {
     std::uint8_t* corners;   ///< by object: bit i for corner i; owned
     std::uint32_t obj_count; ///< objects that have any
-    std::uint64_t
-        patience; ///< entries of lists to be merged before it is worth while to look again
+    std::uint64_t patience;  ///< entries of lists until it is worth while to look again
 };
 
 /// Takes all corners, or with weld_some those of marked triangles, whose marks it clears.
