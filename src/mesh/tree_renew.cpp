@@ -20,10 +20,9 @@ struct renewal {
     std::uint32_t collapsed; // of those that are stored
 };
 
-bool renewal_open(renewal* r)
+bool renewal_open(std::size_t most, renewal* r)
 {
     *r = {};
-    const std::size_t most = obj_pool.used;
     r->objs = heap_array<obj_h>(most);
     r->boxes = heap_array<aabb>(most);
     r->stream = heap_array<std::uint32_t>(most);
@@ -50,23 +49,31 @@ void number_objs(renewal* r, mesh_ctx* ctx)
     }
 }
 
-// All that an insertion does to the object and the counts.
-void prepare_obj(std::uint32_t k, renewal* r, mesh_ctx* ctx)
+// All that the insertion of an object with that box does but listing it; returns whether that is
+// to follow.
+bool count_insertion(std::uint32_t k, const aabb& box, renewal* r, mesh_ctx* ctx)
 {
     const obj_h o = r->objs[k];
-    cell_obj& obj = rec(o);
-    tr_rec& tr = rec(obj.tr);
-    tr.plane_class = 0;
-    obj.box = r->boxes[k] = box_of_tr(tr);
+    rec(rec(o).tr).plane_class = 0;
+    rec(o).box = r->boxes[k] = box;
     tr_assign_id(o, false, ctx);
-    const bool inside = box_overlap(rec(ctx->root).box, obj.box);
+    const bool inside = box_overlap(rec(ctx->root).box, box);
     const bool refused = inside && ctx->insert_hook && ctx->insert_hook(ctx->root, o);
     if (!refused) ++ctx->tr_count;
-    if (inside && !refused) r->stream[r->stored++] = k;
+    if (!inside || refused) return false;
+    r->stream[r->stored++] = k;
+    return true;
+}
+
+void prepare_obj(std::uint32_t k, renewal* r, mesh_ctx* ctx)
+{
+    cell_obj& obj = rec(r->objs[k]);
+    const tr_rec& tr = rec(obj.tr);
+    const bool listed = count_insertion(k, box_of_tr(tr), r, ctx);
     obj.refs = 0;
     if (!tr_collapsed(tr)) return;
     obj.stamp = ctx->visit_stamp;
-    if (inside && !refused) ++r->collapsed;
+    if (listed) ++r->collapsed;
 }
 
 // The object of an entry, which is a number plus 1 yet; none when it collapsed and bears the visit
@@ -162,18 +169,49 @@ bool refill(renewal* r, mesh_ctx* ctx)
 }
 
 // A box of a NaN holds nothing, but may touch a root that reaches far enough.
-bool may_lose_objs(mesh_ctx* ctx)
+bool reaches_far(const aabb& root)
 {
-    const aabb& root = rec(ctx->root).box;
     bool far = false;
     for (int i = 0; i < 3; ++i)
         far = far || root.min[i] <= -k_empty_box || root.max[i] >= k_empty_box;
-    return far && !for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
-               const aabb box = box_of_tr(rec(obj.tr));
-               for (int i = 0; i < 3; ++i)
-                   if (!(box.min[i] <= box.max[i])) return false;
-               return true;
+    return far;
+}
+
+bool holds_something(const aabb& box)
+{
+    return box.min[0] <= box.max[0] && box.min[1] <= box.max[1] && box.min[2] <= box.max[2];
+}
+
+bool may_lose_objs(mesh_ctx* ctx)
+{
+    return reaches_far(rec(ctx->root).box) &&
+           !for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
+               return holds_something(box_of_tr(rec(obj.tr)));
            });
+}
+
+bool may_lose_some(const obj_list& objs, const mesh_ctx& ctx)
+{
+    if (!reaches_far(rec(ctx.root).box)) return false;
+    for (const obj_h o : objs)
+        if (!holds_something(rec(o).box)) return true;
+    return false;
+}
+
+bool fill_with(const obj_list& objs, renewal* r, mesh_ctx* ctx)
+{
+    ctx->in_order = false;
+    ++ctx->visit_stamp; // nobody bears it: all are listed
+    for (const obj_h o : objs) {
+        const std::uint32_t k = r->count++;
+        r->objs[k] = o;
+        if (!count_insertion(k, rec(o).box, r, ctx)) r->objs[k] = {};
+    }
+    if (tree_fill(r->boxes, r->count, r->stream, r->stored, fill_may_grow, ctx) != fill_done)
+        return false;
+    name_entries(ctx->root, *r, *ctx);
+    if (the_fold.used) keep_numbers(r);
+    return true;
 }
 
 } // namespace
@@ -182,11 +220,20 @@ renew_result tree_renew(mesh_ctx* ctx)
 {
     if (!tree_can_be_filled(*ctx) || may_lose_objs(ctx)) return renew_declined;
     renewal r;
-    bool done = renewal_open(&r);
+    bool done = renewal_open(obj_pool.used, &r);
     if (done) {
         number_objs(&r, ctx);
         done = !tree_is_torn() && refill(&r, ctx);
     }
+    renewal_close(&r);
+    return done ? renew_done : renew_no_memory;
+}
+
+renew_result tree_add_all(const obj_list& objs, mesh_ctx* ctx)
+{
+    if (!tree_can_be_filled(*ctx) || may_lose_some(objs, *ctx)) return renew_declined;
+    renewal r;
+    const bool done = renewal_open(objs.count, &r) && fill_with(objs, &r, ctx);
     renewal_close(&r);
     return done ? renew_done : renew_no_memory;
 }

@@ -8,6 +8,7 @@
 #include "mesh/renumber.h"
 #include "mesh/soup_plant.h"
 #include "mesh/tolerances.h"
+#include "mesh/tree_renew.h"
 #include "run/cycle.h"
 #include "run/errors.h"
 #include "run/model.h"
@@ -64,7 +65,7 @@ bool memory_exhausted()
     return report_error(err_no_memory);
 }
 
-bool add_to_tree(const obj_list& list, mesh_ctx* ctx)
+bool add_one_by_one(const obj_list& list, mesh_ctx* ctx)
 {
     for (const obj_h o : list) {
         rec(rec(o).tr).plane_class = 0;
@@ -93,7 +94,13 @@ angle_steps plan_angle_steps(double angle)
     return steps;
 }
 
-// Object by object, then all records in the order of the tree.
+bool add_to_tree(const obj_list& list, mesh_ctx* ctx)
+{
+    const renew_result added = tree_add_all(list, ctx);
+    return added == renew_done || (added == renew_declined && add_one_by_one(list, ctx));
+}
+
+// The objects of a reader, then all records in the order of the tree.
 bool add_list(model_input* in, mesh_ctx* ctx)
 {
     if (!add_to_tree(in->list, ctx)) return false;

@@ -142,6 +142,16 @@ struct planted {
         merge();
     }
 
+    void plant_list_at_once(std::uint32_t list_len)
+    {
+        make_root(list_len);
+        obj_list list = {};
+        ASSERT_TRUE(soup_to_list(soup, margin(), &list));
+        ASSERT_EQ(tree_add_all(list, &ctx), renew_done);
+        list_free(&list);
+        merge();
+    }
+
     void merge()
     {
         if (topo.weld == weld_none || topo.weld == weld_some) {
@@ -208,10 +218,16 @@ TEST_F(planting, makes_the_mesh_that_single_insertions_and_the_merge_make)
             p.plant_one_by_one(list_len);
             slow = p.state();
         }
-        planted p(trs);
-        p.plant_at_once(list_len);
-        EXPECT_EQ(p.state(), slow);
-        EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
+        for (const bool records_first : {false, true}) {
+            planted p(trs);
+            if (records_first) {
+                p.plant_list_at_once(list_len);
+            } else {
+                p.plant_at_once(list_len);
+            }
+            EXPECT_EQ(p.state(), slow);
+            EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
+        }
     });
 }
 
