@@ -5,8 +5,8 @@
 #include "mesh/pt_hash.h"
 #include "mesh/vec.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace velmora {
 
@@ -35,7 +35,7 @@ std::uint32_t* chain_at(const leaf_points& leaf, std::uint32_t hash)
 
 void clear_heads(leaf_points* leaf)
 {
-    std::memset(leaf->heads, 0xFF, sizeof *leaf->heads * leaf->head_count);
+    std::fill_n(leaf->heads, leaf->head_count, k_nothing);
 }
 
 // Slots of the hash for that many corners, at most half of them used.
