@@ -332,10 +332,7 @@ bool tree_collect(node_h node, obj_list* head, std::uint32_t* count, mesh_ctx* c
         return list_push(head, o);
     };
     if (ctx->in_order && node == ctx->root) return for_each_obj_in_order(collect);
-    const auto has_unseen = [&](const cell_node& n) {
-        return folded_has_unseen(n, ctx->visit_stamp);
-    };
-    return walk_leaves(node, everywhere, has_unseen, [&](cell_node& leaf) {
+    return walk_unseen(node, *ctx, [&](cell_node& leaf) {
         for (const obj_h o : leaf.list)
             if (!collect(o, rec(o))) return false;
         return true;

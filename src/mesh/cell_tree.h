@@ -191,6 +191,16 @@ template <class obj_fn> bool for_each_obj_in_order(const obj_fn& visit)
     return true;
 }
 
+/// The same for walks that pass over what bears the visit stamp: a folded node all of whose objects
+/// do has nothing for them.
+template <class leaf_fn> bool walk_unseen(node_h node, const mesh_ctx& ctx, const leaf_fn& leaf)
+{
+    const auto has_unseen = [&](const cell_node& n) {
+        return folded_has_unseen(n, ctx.visit_stamp);
+    };
+    return walk_leaves(node, everywhere, has_unseen, leaf);
+}
+
 /// Each object once, in the order in which a walk over the leaves meets them;
 /// `visit(obj_h, cell_obj&)` returns false to end the walk, then so does this. Takes a new visit
 /// stamp; the visited objects may bear it.
@@ -199,10 +209,7 @@ template <class obj_fn> bool for_each_obj_once(mesh_ctx* ctx, const obj_fn& visi
     ++ctx->visit_stamp;
     if (!ctx->root) return true;
     if (ctx->in_order) return for_each_obj_in_order(visit);
-    const auto has_unseen = [&](const cell_node& n) {
-        return folded_has_unseen(n, ctx->visit_stamp);
-    };
-    return walk_leaves(ctx->root, everywhere, has_unseen, [&](cell_node& leaf) {
+    return walk_unseen(ctx->root, *ctx, [&](cell_node& leaf) {
         for (const obj_h o : leaf.list) {
             cell_obj& obj = rec(o);
             if (obj.stamp == ctx->visit_stamp) continue;

@@ -59,26 +59,16 @@ void settle_child(cell_node* child, const stream_head& head, obj_h* stream)
     }
 }
 
-struct cell_halves {
-    cell_half low;
-    cell_half high;
-};
-
-cell_halves halves_of(const cell_node& node)
-{
-    const std::uint32_t axis = node.level % 3;
-    const float cut = rec(node.low).box.max[axis];
-    return {{false, axis, cut}, {true, axis, cut}};
-}
-
 // Calls `visit(obj_h)` for what touches both halves: it has one entry more when they stand.
 template <class visit_fn>
-void for_each_in_both(const obj_list& stream, const cell_halves& halves, const visit_fn& visit)
+void for_each_in_both(const obj_list& stream, const cell_node& node, const visit_fn& visit)
 {
+    const cell_half low = half_of(node, node.level, false);
+    const cell_half high = half_of(node, node.level, true);
     for (std::uint32_t i = 0; i < stream.count; ++i) {
         const aabb& box = box_of(stream.items[i]);
         const obj_h o = folded_obj(stream.items[i]);
-        if (o && touches_half(halves.low, box) && touches_half(halves.high, box)) visit(o);
+        if (o && touches_half(low, box) && touches_half(high, box)) visit(o);
     }
 }
 
@@ -101,12 +91,13 @@ obj_h* copy_of_scratch(std::uint32_t count)
 }
 
 // Gives a child, which is an empty leaf yet, its part of the node's stream.
-bool hand_down(const cell_node& node, std::uint32_t split, const cell_half& half, node_h child)
+bool hand_down(const cell_node& node, std::uint32_t split, bool high)
 {
+    const cell_half half = half_of(node, node.level, high);
     const stream_head head =
         divide_stream(head_of(node), node.list.items, split, half, box_of, the_fold.scratch);
     obj_h* const stream = copy_of_scratch(head.count);
-    if (stream) settle_child(&rec(child), head, stream);
+    if (stream) settle_child(&rec(high ? node.high : node.low), head, stream);
     return stream != nullptr;
 }
 
@@ -117,13 +108,11 @@ bool divide(node_h n)
     const stream_head in = head_of(node);
     if (!reserve_scratch(in.count) || !cell_halve(n, in.level)) return false;
     const std::uint32_t split = split_length_of(in, node.list.items);
-    const cell_halves halves = halves_of(node);
-    if (!hand_down(node, split, halves.low, node.low) ||
-        !hand_down(node, split, halves.high, node.high)) {
+    if (!hand_down(node, split, false) || !hand_down(node, split, true)) {
         cell_forget_halves(n);
         return false;
     }
-    if (the_fold.named) for_each_in_both(node.list, halves, [](obj_h o) { cell_obj_ref(o); });
+    if (the_fold.named) for_each_in_both(node.list, node, [](obj_h o) { cell_obj_ref(o); });
     return true;
 }
 
@@ -153,8 +142,7 @@ bool cell_unfold_for_now(node_h n, obj_list* stream)
 void cell_fold_again(node_h n, const obj_list& stream)
 {
     cell_node& node = rec(n);
-    if (the_fold.named)
-        for_each_in_both(stream, halves_of(node), [](obj_h o) { cell_obj_release(o); });
+    if (the_fold.named) for_each_in_both(stream, node, [](obj_h o) { cell_obj_release(o); });
     cell_forget_halves(n);
     node.list = stream;
     node.folded = true;

@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
+#include "mesh/checked.h"
 #include "mesh/folded_cells.h"
 #include "mesh/tree_growth.h"
 #include "mesh/tree_stream.h"
@@ -18,15 +19,9 @@ constexpr float k_most_of_sum = std::numeric_limits<float>::max() / 2.0f;
 
 constexpr std::uint32_t k_near_count = 4096; ///< objects of a node whose boxes are copied together
 
-// Entries for each object that lists may have before cells are folded; in clean models it is 2 to
-// 4. In checked builds small models get folded cells, too.
-#ifdef VELMORA_CHECKED
-constexpr std::size_t k_entries_each = 1;
-constexpr std::size_t k_entries_anyway = 64;
-#else
-constexpr std::size_t k_entries_each = 16;
-constexpr std::size_t k_entries_anyway = 4096;
-#endif
+// Entries for each object that lists may have before cells are folded; clean models have 2 to 4.
+constexpr std::size_t k_entries_each = bound_or(16u, 1u);
+constexpr std::size_t k_entries_anyway = bound_or(4096u, 64u);
 
 // An object with its box beside it, for the lower levels, which then stay in the cache.
 struct boxed {
@@ -139,11 +134,10 @@ bool fill_child(tree_filler* f, const node_stream& in, std::uint32_t split, bool
 {
     stream_stack<item_t>* const stack = stack_of(f, kind);
     if (!reserve(stack, in.at + 2 * std::size_t{in.head.count})) return false;
-    const std::uint32_t axis = in.head.level % 3;
     const cell_node& node = rec(in.node);
     const item_t* const from = stack->items + in.at;
     const std::size_t to = in.at + in.head.count;
-    const cell_half half = {high, axis, rec(node.low).box.max[axis]};
+    const cell_half half = half_of(node, in.head.level, high);
     const auto boxes = [f](const item_t& item) -> const aabb& { return box_of(*f, item); };
     const stream_head head = divide_stream(in.head, from, split, half, boxes, stack->items + to);
     return fill_node(f, {high ? node.high : node.low, to, head}, kind);

@@ -136,8 +136,8 @@ level_count count_one_by_one(const insertions& in, std::uint32_t limit, const le
 
 // ---- where boxes are large
 
-// Adds `step` to the count of the cell where a block begins, or where it is over along some axes;
-// the counts are sums over all cells before.
+// Counts one more from the cell on where a block begins, and takes that back where it is over along
+// some axes: summed up, the counts are those of the cells.
 void add_corner(const cell_block& block, int corner, const level_grid& grid)
 {
     const std::uint32_t x = corner & 1 ? block.x.last + 1 : block.x.first;

@@ -143,10 +143,19 @@ void drop_unlisted(renewal* r)
 // Folded cells go on asking what the numbers mean.
 void keep_numbers(renewal* r)
 {
+    if (!the_fold.used) return;
     fold_keep(r->boxes, r->count);
     fold_name(r->objs);
     r->boxes = nullptr;
     r->objs = nullptr;
+}
+
+// Divides the objects among the leaves. False when memory ran out.
+bool list_objs(fill_hope hope, const renewal& r, mesh_ctx* ctx)
+{
+    if (tree_fill(r.boxes, r.count, r.stream, r.stored, hope, ctx) != fill_done) return false;
+    name_entries(ctx->root, r, *ctx);
+    return true;
 }
 
 bool refill(renewal* r, mesh_ctx* ctx)
@@ -159,11 +168,9 @@ bool refill(renewal* r, mesh_ctx* ctx)
     ++ctx->visit_stamp;
     for (std::uint32_t k = 0; k < r->count; ++k)
         prepare_obj(k, r, ctx);
-    if (tree_fill(r->boxes, r->count, r->stream, r->stored, fill_as_before, ctx) != fill_done)
-        return false;
-    name_entries(ctx->root, *r, *ctx);
+    if (!list_objs(fill_as_before, *r, ctx)) return false;
     drop_unlisted(r);
-    if (the_fold.used) keep_numbers(r);
+    keep_numbers(r);
     ctx->tr_count -= r->collapsed;
     return true;
 }
@@ -207,10 +214,8 @@ bool fill_with(const obj_list& objs, renewal* r, mesh_ctx* ctx)
         r->objs[k] = o;
         if (!count_insertion(k, rec(o).box, r, ctx)) r->objs[k] = {};
     }
-    if (tree_fill(r->boxes, r->count, r->stream, r->stored, fill_may_grow, ctx) != fill_done)
-        return false;
-    name_entries(ctx->root, *r, *ctx);
-    if (the_fold.used) keep_numbers(r);
+    if (!list_objs(fill_may_grow, *r, ctx)) return false;
+    keep_numbers(r);
     return true;
 }
 

@@ -6,7 +6,7 @@
 // and a leaf's list is its stream.
 #pragma once
 
-#include "mesh/box.h"
+#include "mesh/cell_tree.h"
 #include "mesh/tree_growth.h"
 
 #include <cstdint>
@@ -45,6 +45,13 @@ struct cell_half {
     std::uint32_t axis;
     float cut;
 };
+
+/// That of a node with children.
+inline cell_half half_of(const cell_node& node, std::uint32_t level, bool high)
+{
+    const std::uint32_t axis = level % 3;
+    return {high, axis, rec(node.low).box.max[axis]};
+}
 
 inline bool touches_half(const cell_half& half, const aabb& box)
 {

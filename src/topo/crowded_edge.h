@@ -7,6 +7,7 @@
 #pragma once
 
 #include "mesh/cell_tree.h"
+#include "mesh/checked.h"
 #include "mesh/measure.h"
 #include "mesh/records.h"
 
@@ -14,12 +15,8 @@
 
 namespace velmora {
 
-/// From this many users on an edge is worth the trouble; in checked builds soon.
-#ifdef VELMORA_CHECKED
-constexpr std::uint32_t k_crowd = 3;
-#else
-constexpr std::uint32_t k_crowd = 64;
-#endif
+/// From this many users on an edge is worth the trouble.
+constexpr std::uint32_t k_crowd = bound_or(64u, 3u);
 
 struct crowd_user {
     tr_h tr;

@@ -1,6 +1,7 @@
 #include "topo/merge_left.h"
 
 #include "mesh/cell_tree.h"
+#include "mesh/checked.h"
 #include "mesh/pt_grid.h"
 #include "mesh/pt_hash.h"
 #include "mesh/vec.h"
@@ -16,11 +17,7 @@ constexpr std::uint32_t k_nothing = 0xFFFFFFFFu;
 
 // Looks at entries for each object, before all objects are looked at again. In a clean model the
 // whole merge takes less.
-#ifdef VELMORA_CHECKED
-constexpr std::uint64_t k_looks_each = 1;
-#else
-constexpr std::uint64_t k_looks_each = 8;
-#endif
+constexpr std::uint64_t k_looks_each = bound_or(8u, 1u);
 
 // A position where vertices of corners that are left are.
 struct left_place {

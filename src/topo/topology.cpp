@@ -177,10 +177,7 @@ stage_result mark_duplicates(mesh_ctx* ctx)
     });
     ++ctx->visit_stamp;
     triple_table table = {};
-    const auto has_unseen = [&](const cell_node& n) {
-        return folded_has_unseen(n, ctx->visit_stamp);
-    };
-    const bool done = walk_leaves(ctx->root, everywhere, has_unseen, [&](cell_node& leaf) {
+    const bool done = walk_unseen(ctx->root, *ctx, [&](cell_node& leaf) {
         if (!triple_table_clear(&table, leaf.list.count)) return false;
         mark_leaf(leaf.list, &table, *ctx);
         return true;
