@@ -18,7 +18,7 @@ std::uint32_t last_serial = 0;
 node_h node_new(const aabb& box)
 {
     const node_h n = pool_take(&node_pool);
-    if (n) rec(n) = {box, {}, {}, {}, 0, ++last_serial, 0, 0, false};
+    if (n) rec(n) = {box, {}, {}, {}, ++last_serial, 0, 0, false, false};
     return n;
 }
 
@@ -98,7 +98,16 @@ struct removal {
     const aabb* box;  // of the object, whose record outlives it
     bool obj_gone;    // its last reference went
     bool was_removed; // some leaf listed it
+    obj_h entry;      // that stands for it in folded cells, when one has been met
 };
+
+void take_out_folded(cell_node* node, removal* job)
+{
+    if (!job->entry) job->entry = fold_entry_of(*node, job->obj);
+    if (!job->entry) return;
+    fold_take_out(node, job->obj, &job->obj_gone);
+    job->was_removed = true;
+}
 
 void tree_remove_walk(node_h n, removal* job)
 {
@@ -108,7 +117,10 @@ void tree_remove_walk(node_h n, removal* job)
         if (list_take_out(&node.list, job->obj, &job->obj_gone)) job->was_removed = true;
         return;
     }
-    if (node.folded && !cell_unfold(n)) return;
+    if (node.folded) {
+        take_out_folded(&node, job);
+        return;
+    }
     tree_remove_walk(node.low, job);
     tree_remove_walk(node.high, job);
     cell_join_if_empty(n);
@@ -281,8 +293,9 @@ bool tree_add(obj_h obj, bool* added, mesh_ctx* ctx)
 
 void tree_remove(obj_h obj, mesh_ctx* ctx)
 {
-    removal job = {obj, &rec(obj).box, false, false};
+    removal job = {obj, &rec(obj).box, false, false, {}};
     tree_remove_walk(ctx->root, &job);
+    if (job.entry) fold_forget(job.entry);
     rec(obj).box = k_no_box;
     if (job.was_removed) --ctx->tr_count;
 }

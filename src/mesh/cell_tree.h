@@ -37,11 +37,11 @@ struct cell_node {
     node_h high;               ///< child above the cut, or none
     obj_list list;             ///< the objects of a leaf; empty in an inner node; in a folded one
                                ///< the numbers of insertions, and no references
-    std::uint32_t search_done; ///< marks of the orientation
     std::uint32_t serial;      ///< unlike that of any other node of the run, and lost when freed
     std::uint32_t handed_down; ///< of a folded node: as in stream_head
     std::uint8_t level;        ///< of a folded node
     bool folded;
+    bool search_done; ///< the orientation has found no further seed below
 };
 
 extern pool<cell_node> node_pool;

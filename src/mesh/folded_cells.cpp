@@ -196,6 +196,24 @@ void fold_free()
     the_fold.torn = torn;
 }
 
+obj_h fold_entry_of(const cell_node& node, obj_h obj)
+{
+    for (std::uint32_t i = 0; i < node.list.count; ++i)
+        if (folded_obj(node.list.items[i]) == obj) return node.list.items[i];
+    return {};
+}
+
+void fold_take_out(cell_node* node, obj_h obj, bool* gone)
+{
+    if (!any_folded(*node, [obj](obj_h o) { return o != obj; })) forget_stream(node);
+    *gone = cell_obj_release(obj);
+}
+
+void fold_forget(obj_h entry)
+{
+    the_fold.objs[entry.i - 1] = {};
+}
+
 void fold_drop_stamped(cell_node* node, std::uint32_t stamp)
 {
     bool any_left = false;

@@ -50,6 +50,17 @@ void fold_name(obj_h* objs);
 /// is remembered to the end of the run.
 void fold_free();
 
+/// The entry that stands for the object in the cell's stream; none when it is not there. It is the
+/// same in all folded cells that the object's box touches.
+obj_h fold_entry_of(const cell_node& node, obj_h obj);
+
+/// Drops the folded cell's reference on an object that is in its stream; without any other it
+/// becomes an empty leaf. fold_forget is to follow. `*gone` is set when the object dies of it.
+void fold_take_out(cell_node* node, obj_h obj, bool* gone);
+
+/// The entry stands for nobody from now on.
+void fold_forget(obj_h entry);
+
 /// Drops the references of the folded cell on objects that bear the stamp; without any other it
 /// becomes an empty leaf. fold_forget_stamped is to follow.
 void fold_drop_stamped(cell_node* node, std::uint32_t stamp);

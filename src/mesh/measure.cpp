@@ -175,14 +175,25 @@ height_result tr_height(const tr_rec& tr)
     return r;
 }
 
+static bool is_open_corner(double cos)
+{
+    return cos > -k_flat_corner_cos && cos < k_flat_corner_cos;
+}
+
+bool tr_has_open_corner(const tr_rec& tr)
+{
+    for (int i = 0; i < 3; ++i)
+        if (is_open_corner(corner_cos(tr, i))) return true;
+    return false;
+}
+
 static bool nrm_from_corner(const tr_rec& tr, float* nrm)
 {
     for (int i = 0; i < 3; ++i) {
         float e1[3];
         float e2[3];
         corner_arms(tr, i, e1, e2);
-        const double c = vec_dot(e1, e2);
-        if (!(c > -k_flat_corner_cos && c < k_flat_corner_cos)) continue;
+        if (!is_open_corner(vec_dot(e1, e2))) continue;
         vec_cross(e1, e2, nrm);
         vec_unit(nrm);
         return true;

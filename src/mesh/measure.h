@@ -80,6 +80,9 @@ struct height_result {
 
 height_result tr_height(const tr_rec& tr);
 
+/// Whether some corner is neither sharp nor flat.
+bool tr_has_open_corner(const tr_rec& tr);
+
 /// Gives `tr` its normal, from the first corner that is neither sharp nor flat, else from its
 /// height; when neither serves it is degenerate: no_nrm set, normal zero. Sets nrm_done always.
 /// @param compute  false: only sets nrm_done

@@ -17,12 +17,6 @@ namespace {
 constexpr double k_ray_component_min = 0.1; ///< a ray's smaller components are zeroed
 constexpr std::uint32_t k_branch_users = 3; ///< users that make an edge a branch
 
-// Where a piece may begin: a triangle, and a leaf that lists it.
-struct seed {
-    node_h leaf;
-    obj_h obj;
-};
-
 // Work state of one call.
 struct orientation {
     tr_queue spread;
@@ -30,7 +24,7 @@ struct orientation {
     ray_caster rays;
     node_h at_leaf;         // where the last seed was found,
     std::uint32_t at_place; // and the place behind it in the list
-    seed thin; // the last sliver that the search has met, for when nothing better is left
+    ray_start thin; // the last sliver that the search has met, for when nothing better is left
     topo_ctx* topo;
     mesh_ctx* ctx;
     std::uint32_t tr_count; // all triangles
@@ -99,7 +93,7 @@ bool mark_branch_edges(edge_groups* groups, std::uint32_t* count, mesh_ctx* ctx)
 void reset_search_done(node_h n)
 {
     cell_node& node = rec(n);
-    node.search_done = 0;
+    node.search_done = false;
     if (!node.low) return;
     reset_search_done(node.low);
     reset_search_done(node.high);
@@ -116,7 +110,7 @@ bool is_sliver(const tr_rec& tr)
 }
 
 // Goes on behind the last seed: what stands before it in the list has been looked at.
-seed find_seed_in_leaf(node_h leaf, orientation* job)
+ray_start find_seed_in_leaf(node_h leaf, std::uint32_t path, orientation* job)
 {
     const obj_list& list = rec(leaf).list;
     for (std::uint32_t place = leaf == job->at_leaf ? job->at_place : 0; place < list.count;
@@ -130,11 +124,11 @@ seed find_seed_in_leaf(node_h leaf, orientation* job)
         if (!is_sliver(tr)) {
             job->at_leaf = leaf;
             job->at_place = place + 1;
-            return {leaf, o};
+            return {leaf, path, o};
         }
-        job->thin = {leaf, o};
+        job->thin = {leaf, path, o};
     }
-    rec(leaf).search_done |= node_searched;
+    rec(leaf).search_done = true;
     return {};
 }
 
@@ -142,20 +136,20 @@ seed find_seed_in_leaf(node_h leaf, orientation* job)
 bool unfold_for_seeds(node_h n, const orientation* job)
 {
     if (folded_has_unseen(rec(n), job->ctx->visit_stamp)) return cell_unfold(n);
-    rec(n).search_done |= node_searched;
+    rec(n).search_done = true;
     return false;
 }
 
 // Resumes where the last search stopped; what was looked at once is never looked at again.
-seed find_seed(node_h n, orientation* job)
+ray_start find_seed(node_h n, std::uint32_t path, orientation* job)
 {
     cell_node& node = rec(n);
-    if (node.search_done & node_searched) return {};
-    if (is_leaf(node)) return find_seed_in_leaf(n, job);
+    if (node.search_done) return {};
+    if (is_leaf(node)) return find_seed_in_leaf(n, path, job);
     if (node.folded && !unfold_for_seeds(n, job)) return {};
-    seed found = find_seed(node.low, job);
-    if (!found.obj) found = find_seed(node.high, job);
-    if (!found.obj) node.search_done |= node_searched;
+    ray_start found = find_seed(node.low, 2 * path, job);
+    if (!found.seed) found = find_seed(node.high, 2 * path + 1, job);
+    if (!found.seed) node.search_done = true;
     return found;
 }
 
@@ -167,10 +161,10 @@ bool all_reached(const orientation& job)
 }
 
 // The sliver is not looked at again: it may have been reached since, and is then judged alone.
-seed next_seed(orientation* job)
+ray_start next_seed(orientation* job)
 {
-    seed found = all_reached(*job) ? seed{} : find_seed(job->ctx->root, job);
-    if (!found.obj) {
+    ray_start found = all_reached(*job) ? ray_start{} : find_seed(job->ctx->root, 1, job);
+    if (!found.seed) {
         found = job->thin;
         job->thin = {};
     }
@@ -205,16 +199,16 @@ enum facing {
 
 // Along the normal, or against it when that way is not clean. Outside lies where the number of
 // crossings is even.
-facing ask_rays(const seed& s, ray_caster* rays)
+facing ask_rays(const ray_start& start, ray_caster* rays)
 {
-    const tr_rec& tr = rec(rec(s.obj).tr);
+    const tr_rec& tr = rec(rec(start.seed).tr);
     float center[3];
     float dir[3];
     if ((tr.flags & tr_no_nrm) || !aim_ray(tr, center, dir)) return facing_unknown;
-    const ray_answer ahead = cast_seed_ray(s.leaf, s.obj, center, dir, rays);
+    const ray_answer ahead = cast_seed_ray(start, center, dir, rays);
     if (ahead.clean) return ahead.odd ? facing_in : facing_out;
     vec_scale(dir, -1.0f, dir);
-    const ray_answer behind = cast_seed_ray(s.leaf, s.obj, center, dir, rays);
+    const ray_answer behind = cast_seed_ray(start, center, dir, rays);
     if (behind.clean) return behind.odd ? facing_out : facing_in;
     return facing_unknown;
 }
@@ -238,26 +232,26 @@ bool has_no_nbrs(const tr_rec& tr)
     return !tr.nbr[0] && !tr.nbr[1] && !tr.nbr[2];
 }
 
-stage_result orient_piece(const seed& s, std::int32_t* err, orientation* job)
+stage_result orient_piece(const ray_start& start, std::int32_t* err, orientation* job)
 {
-    const facing found = ask_rays(s, &job->rays);
+    const facing found = ask_rays(start, &job->rays);
     if (found == facing_unknown) return stage_ok;
     ++job->components;
-    const tr_h t = rec(s.obj).tr;
+    const tr_h t = rec(start.seed).tr;
     const bool alone = has_no_nbrs(rec(t));
     if (found == facing_in) swap_corners(t, 1, 2);
     if (!job->topo->orient_a) swap_corners(t, 1, 2);
     tr_recompute_nrm(&rec(t), job->topo->orient_b != 0, &job->normals);
     const stage_result spread = spread_from_seed(t, err, job);
-    ray_caster_settled(s.obj, alone, &job->rays);
+    ray_caster_settled(start.seed, alone, &job->rays);
     return spread;
 }
 
 stage_result orient_all(std::int32_t* err, orientation* job)
 {
-    for (seed s = next_seed(job); s.obj; s = next_seed(job)) {
+    for (ray_start start = next_seed(job); start.seed; start = next_seed(job)) {
         if (abort_test()) return stage_failed;
-        if (!orient_piece(s, err, job)) return stage_failed;
+        if (!orient_piece(start, err, job)) return stage_failed;
     }
     return stage_ok;
 }

@@ -25,6 +25,12 @@ enum crossing : int {
     crossing_on_boundary, ///< on an edge or a corner, or too close to tell
 };
 
+/// Whether a ray has to give the triangle a normal before it can look at it.
+inline bool wants_ray_nrm(const tr_rec& tr)
+{
+    return !(tr.flags & (tr_no_nrm | tr_nrm_done)) && !tr.ray_nrm;
+}
+
 /// The segment between two points, in the order in which its crossings are computed.
 struct cross_segment {
     float first[3];

@@ -99,7 +99,7 @@ shape shape_of(const tr_rec& tr)
 bool lies_clearly(const tr_rec& tr, const shape& s)
 {
     if (!s.clear) return false;
-    if ((tr.flags & tr_no_nrm) || !((tr.flags & tr_nrm_done) || tr.ray_nrm)) return true;
+    if ((tr.flags & tr_no_nrm) || wants_ray_nrm(tr)) return true;
     const int axis = axis_of_normal(tr.nrm);
     return axis >= 0 && std::fabs(s.nrm[axis]) >= k_least_nrm_part;
 }
@@ -126,7 +126,7 @@ struct boxed_trs {
     std::uint32_t capacity;
 };
 
-// All triangles in the tree.
+// Triangles in the tree.
 struct collection {
     tr_h* trs; // owned
     std::uint32_t count;
@@ -145,17 +145,23 @@ template <class item_t> bool make_room(item_t** items, std::uint32_t count, std:
     return true;
 }
 
+bool collect(tr_h t, collection* some)
+{
+    if (!make_room(&some->trs, some->count, &some->capacity)) return false;
+    some->trs[some->count++] = t;
+    return true;
+}
+
 // Triangles that have equal corners are never met. The order does not matter.
-bool collect_trs(collection* all)
+bool collect_trs(collection* all, collection* suspects)
 {
     for (std::uint32_t i = 1; i < obj_pool.used; ++i) {
         if (!is_in_tree(rec(obj_h{i}))) continue;
         const tr_h t = rec(obj_h{i}).tr;
         const tr_rec& tr = rec(t);
         if (tr.cell != obj_h{i} || !is_in_range(tr)) return false;
-        if (tr_has_equal_corners(tr)) continue;
-        if (!make_room(&all->trs, all->count, &all->capacity)) return false;
-        all->trs[all->count++] = t;
+        if (wants_ray_nrm(tr) && !tr_has_open_corner(tr) && !collect(t, suspects)) return false;
+        if (!tr_has_equal_corners(tr) && !collect(t, all)) return false;
     }
     return true;
 }
@@ -193,6 +199,16 @@ bool box_trs(std::uint32_t tree, collection* all, boxed_trs* boxed, ray_index* i
         boxed->items[boxed->count++] = item;
     }
     if (tree == 0) all->count = left;
+    return true;
+}
+
+bool box_suspects(const collection& suspects, boxed_trs* boxed)
+{
+    for (std::uint32_t i = 0; i < suspects.count; ++i) {
+        if (!make_room(&boxed->items, boxed->count, &boxed->capacity)) return false;
+        const tr_h t = suspects.trs[i];
+        boxed->items[boxed->count++] = {rec(rec(t).cell).box, t, 0.0f};
+    }
     return true;
 }
 
@@ -277,7 +293,7 @@ bool make_index_room(std::uint32_t count, ray_index* index)
     const std::size_t faces = 6 * std::size_t{index->row};
     index->entries = heap_array<index_entry>(count);
     index->faces = heap_array<float>(faces);
-    index->nodes = heap_array<index_node>(std::size_t{count} / 4 + k_index_trees);
+    index->nodes = heap_array<index_node>(std::size_t{count} / 4 + k_index_trees + 1);
     if (!index->entries || !index->faces || !index->nodes) return false;
     for (std::size_t i = 0; i < faces; ++i)
         index->faces[i] = 0.0f;
@@ -285,15 +301,16 @@ bool make_index_room(std::uint32_t count, ray_index* index)
 }
 
 // One tree after the other.
-bool build_trees(collection* all, boxed_trs* boxed, ray_index* index)
+bool build_trees(collection* all, const collection& suspects, boxed_trs* boxed, ray_index* index)
 {
-    std::uint32_t starts[k_index_trees + 1] = {};
+    std::uint32_t starts[k_index_trees + 2] = {};
     for (std::uint32_t tree = 0; tree < k_index_trees; ++tree) {
         if (!box_trs(tree, all, boxed, index)) return false;
         starts[tree + 1] = boxed->count;
     }
-    if (!make_index_room(boxed->count, index)) return false;
-    for (std::uint32_t tree = 0; tree < k_index_trees; ++tree) {
+    if (!box_suspects(suspects, boxed) || !make_index_room(boxed->count, index)) return false;
+    starts[k_suspects + 1] = boxed->count;
+    for (std::uint32_t tree = 0; tree <= k_suspects; ++tree) {
         const std::uint32_t count = starts[tree + 1] - starts[tree];
         index->roots[tree] = k_no_root;
         if (count == 0) continue;
@@ -309,9 +326,11 @@ bool build_trees(collection* all, boxed_trs* boxed, ray_index* index)
 bool ray_index_build(ray_index* index)
 {
     collection all = {};
+    collection suspects = {};
     boxed_trs boxed = {};
-    const bool built = collect_trs(&all) && build_trees(&all, &boxed, index);
+    const bool built = collect_trs(&all, &suspects) && build_trees(&all, suspects, &boxed, index);
     heap_free(all.trs);
+    heap_free(suspects.trs);
     heap_free(boxed.items);
     if (!built) ray_index_free(index);
     return built;

@@ -7,6 +7,7 @@
 // nothing. Corners may trade places while the index stands, but no vertex may move.
 #pragma once
 
+#include "mesh/box.h"
 #include "mesh/cell_tree.h"
 #include "mesh/records.h"
 #include "repair/ray.h"
@@ -33,6 +34,8 @@ struct index_node {
 /// Triangles of which the normal says clearly where they lie stand in the first tree, once. The
 /// others stand in those of the axes along which the test may look at them, 0 to 2.
 constexpr std::uint32_t k_index_trees = 4;
+/// A tree of those that want a normal and may prove to have none. No line looks at it.
+constexpr std::uint32_t k_suspects = k_index_trees;
 constexpr std::uint32_t k_no_root = 0xFFFFFFFFu; ///< of a tree without entries
 
 /// Boxes that are held against a line together.
@@ -47,8 +50,8 @@ struct ray_index {
     index_node* nodes; ///< owned
     std::uint32_t entry_count;
     std::uint32_t node_count;
-    std::uint32_t roots[k_index_trees]; ///< a node or k_no_root
-    double extent;                      ///< largest absolute coordinate
+    std::uint32_t roots[k_index_trees + 1]; ///< a node or k_no_root; the last of the suspects
+    double extent;                          ///< largest absolute coordinate
 };
 
 /// Fills `index`, which is all zero, with the triangles of all objects in the tree.
@@ -129,7 +132,8 @@ bool line_nears_outline(const index_line& line, const index_entry& entry, float 
 template <class visit_fn>
 void for_each_near_line(const ray_index& index, const index_line& line, const visit_fn& visit)
 {
-    for (const std::uint32_t root : index.roots) {
+    for (std::uint32_t tree = 0; tree < k_index_trees; ++tree) {
+        const std::uint32_t root = index.roots[tree];
         std::uint32_t stack[40]; // each level adds one, and halves its entries
         int depth = 0;
         if (root != k_no_root) stack[depth++] = root;
@@ -150,6 +154,25 @@ void for_each_near_line(const ray_index& index, const index_line& line, const vi
                     return;
             }
         }
+    }
+}
+
+/// Calls `visit(tr_h)` for each suspect whose object may touch the box.
+template <class visit_fn>
+void for_each_suspect_near(const ray_index& index, const aabb& box, const visit_fn& visit)
+{
+    std::uint32_t stack[40];
+    int depth = 0;
+    if (index.roots[k_suspects] != k_no_root) stack[depth++] = index.roots[k_suspects];
+    while (depth != 0) {
+        const index_node& node = index.nodes[stack[--depth]];
+        if (!box_overlap(node.box, box)) continue;
+        if (node.count == 0) {
+            stack[depth++] = node.first + 1;
+            stack[depth++] = node.first;
+        }
+        for (std::uint32_t k = 0; k < node.count; ++k)
+            visit(index.entries[node.first + k].tr);
     }
 }
 

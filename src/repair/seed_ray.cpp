@@ -14,8 +14,7 @@ namespace velmora {
 
 // A leaf on a ray's way, and the rest of the way from there.
 struct ray_stop {
-    node_h leaf;
-    aabb box; // of the leaf
+    leaf_cell leaf;
     float at[3];
     cross_segment rest;
 };
@@ -109,11 +108,6 @@ bool leave_leaf(const aabb& box, seed_ray* ray)
     return false;
 }
 
-bool wants_nrm(const tr_rec& tr)
-{
-    return !(tr.flags & (tr_no_nrm | tr_nrm_done)) && !tr.ray_nrm;
-}
-
 void give_nrm(tr_rec* tr)
 {
     tr_recompute_nrm(tr, true, nullptr);
@@ -138,45 +132,52 @@ void look_through_leaf(const cell_node& leaf, seed_ray* ray)
         tr_rec& tr = rec(rec(o).tr);
         if ((tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) continue;
         tr.walk_mark = ray_counter;
-        if (wants_nrm(tr)) give_nrm(&tr);
+        if (wants_ray_nrm(tr)) give_nrm(&tr);
         count_crossing(tr, segment_triangle_class(tr, rest), ray);
     }
 }
 
 bool look_through_leaves(node_h at, seed_ray* ray, ray_caster* caster)
 {
-    const aabb& model = rec(caster->root).box;
+    const node_h root = caster->ctx->root;
+    const aabb& model = rec(root).box;
     while (at && pt_in_box(model, ray->at)) {
         const cell_node& leaf = rec(at);
         caster->patience -= leaf.list.count < caster->patience ? leaf.list.count : caster->patience;
         look_through_leaf(leaf, ray);
         if (!leave_leaf(leaf.box, ray)) return false;
-        at = cell_find_leaf(caster->root, ray->at);
+        at = cell_find_leaf(root, ray->at);
     }
     return true;
 }
 
-// Gives all that the leaf lists a normal but the seed, as looking through it does. One that proves
-// degenerate is held against the ray this once, with its normal of zero. Nothing loses its normal
-// within an orientation, so a leaf that is ready stays so.
-void ready_leaf(cell_node* leaf, const cross_segment& rest, seed_ray* ray)
+// One that proves degenerate is held against the ray this once, with its normal of zero.
+void give_suspect_nrm(obj_h o, const ray_stop& stop, seed_ray* ray)
 {
-    if (leaf->search_done & node_nrms_ready) return;
-    bool ready = true;
-    for (const obj_h o : leaf->list) {
-        tr_rec& tr = rec(rec(o).tr);
-        if (!wants_nrm(tr)) continue;
-        if (o == ray->seed) {
-            ready = false;
-            continue;
-        }
-        give_nrm(&tr);
-        if (tr.flags & tr_no_nrm) count_crossing(tr, segment_triangle_class(tr, rest), ray);
-    }
-    if (ready) leaf->search_done |= node_nrms_ready;
+    tr_rec& tr = rec(rec(o).tr);
+    if (o == ray->seed || !wants_ray_nrm(tr) || !box_overlap(stop.leaf.box, rec(o).box)) return;
+    give_nrm(&tr);
+    if (tr.flags & tr_no_nrm) count_crossing(tr, segment_triangle_class(tr, stop.rest), ray);
 }
 
-bool add_stop(node_h leaf, const seed_ray& ray, ray_caster* caster)
+// All that the leaf lists gets its normal now, but the seed. What is no suspect certainly has one,
+// the same whenever it is computed, so it may wait until somebody looks at it. Nothing loses its
+// normal within an orientation: after the first ray only that one's seed can be left.
+void come_by(const ray_stop& stop, const ray_caster& caster, seed_ray* ray)
+{
+    std::uint32_t* const seeds = &caster.visits.seeds[stop.leaf.path];
+    const obj_h before = {*seeds};
+    if (*seeds == k_many_seeds || before == ray->seed) return;
+    *seeds = before ? k_many_seeds : ray->seed.i;
+    if (before) {
+        give_suspect_nrm(before, stop, ray);
+        return;
+    }
+    for_each_suspect_near(caster.index, stop.leaf.box,
+                          [&](tr_h t) { give_suspect_nrm(rec(t).cell, stop, ray); });
+}
+
+bool add_stop(const leaf_cell& leaf, const seed_ray& ray, ray_caster* caster)
 {
     if (caster->stop_count == caster->stop_capacity) {
         const std::uint32_t capacity = 2 * caster->stop_capacity + 64;
@@ -187,7 +188,6 @@ bool add_stop(node_h leaf, const seed_ray& ray, ray_caster* caster)
     }
     ray_stop* const stop = &caster->stops[caster->stop_count++];
     stop->leaf = leaf;
-    stop->box = rec(leaf).box;
     vec_copy(ray.at, stop->at);
     stop->rest = segment_between(ray.at, ray.end);
     return true;
@@ -222,7 +222,7 @@ double stray_of(const ray_caster& caster, const float* end)
 const ray_stop* first_stop(const ray_caster& caster, const cell_obj& obj)
 {
     for (std::uint32_t s = 0; s < caster.stop_count; ++s)
-        if (box_overlap(caster.stops[s].box, obj.box)) return &caster.stops[s];
+        if (box_overlap(caster.stops[s].leaf.box, obj.box)) return &caster.stops[s];
     return nullptr;
 }
 
@@ -235,7 +235,9 @@ void look_near_line(const index_line& line, const ray_caster& caster, seed_ray* 
         if (entry.tr == seed || (tr.flags & tr_no_nrm) || tr.walk_mark == ray_counter) return true;
         tr.walk_mark = ray_counter;
         const ray_stop* stop = first_stop(caster, rec(tr.cell));
-        if (stop) count_crossing(tr, segment_plane_class(tr, stop->rest, &entry.plane), ray);
+        if (!stop) return true;
+        if (wants_ray_nrm(tr)) give_nrm(&tr);
+        count_crossing(tr, segment_plane_class(tr, stop->rest, &entry.plane), ray);
         if (!ray->clean) ray->spoiler = entry.tr;
         return ray->clean;
     });
@@ -249,10 +251,10 @@ bool is_bitwise(const float* a, const float* b)
     return true;
 }
 
-ray_memory* memory_of(const seed_ray& ray, node_h start, ray_caster* caster)
+ray_memory* memory_of(const seed_ray& ray, std::uint32_t path, ray_caster* caster)
 {
     for (ray_memory& m : caster->last)
-        if (m.leaf == start && is_bitwise(m.center, ray.center) && is_bitwise(m.dir, ray.dir))
+        if (m.path == path && is_bitwise(m.center, ray.center) && is_bitwise(m.dir, ray.dir))
             return &m;
     return nullptr;
 }
@@ -260,9 +262,11 @@ ray_memory* memory_of(const seed_ray& ray, node_h start, ray_caster* caster)
 // The ray against one triangle, whatever else it meets.
 void meet_tr(const ray_caster& caster, tr_h t, seed_ray* ray)
 {
-    const tr_rec& tr = rec(t);
+    tr_rec& tr = rec(t);
     const ray_stop* stop = tr.flags & tr_no_nrm ? nullptr : first_stop(caster, rec(tr.cell));
-    if (stop) count_crossing(tr, segment_triangle_class(tr, stop->rest), ray);
+    if (!stop) return;
+    if (wants_ray_nrm(tr)) give_nrm(&tr);
+    count_crossing(tr, segment_triangle_class(tr, stop->rest), ray);
     if (!ray->clean) ray->spoiler = t;
 }
 
@@ -288,16 +292,17 @@ bool recall(const ray_memory& m, const ray_caster& caster, seed_ray* ray)
 }
 
 // What the ray counts beyond the degenerates that it has found: those are none for the next.
-void count_near_line(const index_line& line, node_h start, ray_caster* caster, seed_ray* ray)
+void count_near_line(const index_line& line, ray_caster* caster, seed_ray* ray)
 {
     const std::uint32_t found = ray->hits;
-    ray_memory* m = memory_of(*ray, start, caster);
+    const std::uint32_t path = caster->stops[0].leaf.path;
+    ray_memory* m = memory_of(*ray, path, caster);
     if (!m || !recall(*m, *caster, ray)) look_near_line(line, *caster, ray);
     if (!m) {
         m = &caster->last[caster->turn];
         caster->turn = 1 - caster->turn;
     }
-    *m = {start, ray->seed, {}, {}, ray->hits - found, ray->spoiler};
+    *m = {path, ray->seed, {}, {}, ray->hits - found, ray->spoiler};
     vec_copy(ray->center, m->center);
     vec_copy(ray->dir, m->dir);
 }
@@ -308,23 +313,32 @@ enum walk_result {
     walk_no_memory // for its stops
 };
 
-walk_result walk_stops(node_h at, seed_ray* ray, ray_caster* caster)
+walk_result walk_stops(leaf_cell leaf, seed_ray* ray, ray_caster* caster)
 {
-    const aabb& model = rec(caster->root).box;
+    const node_h root = caster->ctx->root;
+    const aabb& model = rec(root).box;
     caster->stop_count = 0;
-    while (at && pt_in_box(model, ray->at)) {
-        if (!add_stop(at, *ray, caster)) return walk_no_memory;
-        if (!leave_leaf(rec(at).box, ray)) return walk_lost;
-        at = cell_find_leaf(caster->root, ray->at);
+    while (pt_in_box(model, ray->at)) {
+        if (!add_stop(leaf, *ray, caster)) return walk_no_memory;
+        if (!leave_leaf(leaf.box, ray)) return walk_lost;
+        if (!find_leaf_cell(root, ray->at, caster->visits.seeds, &leaf)) break;
     }
     return walk_done;
+}
+
+bool open_index(ray_caster* caster)
+{
+    if (!ray_index_build(&caster->index)) return false;
+    if (ray_visits_open(caster->ctx->max_level, &caster->visits)) return true;
+    ray_index_free(&caster->index);
+    return false;
 }
 
 // Whether there is an index, now that rays have looked at much.
 bool has_index(ray_caster* caster)
 {
     if (caster->state == index_not_yet && caster->patience == 0)
-        caster->state = ray_index_build(&caster->index) ? index_stands : index_declined;
+        caster->state = open_index(caster) ? index_stands : index_declined;
     return caster->state == index_stands;
 }
 
@@ -335,9 +349,9 @@ enum cast_result {
 };
 
 // With the same outcome as looking through the leaves.
-cast_result cast_by_index(node_h at, seed_ray* ray, ray_caster* caster)
+cast_result cast_by_index(const leaf_cell& leaf, seed_ray* ray, ray_caster* caster)
 {
-    const walk_result walked = walk_stops(at, ray, caster);
+    const walk_result walked = walk_stops(leaf, ray, caster);
     if (walked == walk_no_memory) return cast_not_done;
     index_line line;
     const bool fits = caster->stop_count == 0 ||
@@ -346,10 +360,29 @@ cast_result cast_by_index(node_h at, seed_ray* ray, ray_caster* caster)
     if (!fits) return cast_not_done;
     ++ray_counter;
     for (std::uint32_t s = 0; s < caster->stop_count; ++s)
-        ready_leaf(&rec(caster->stops[s].leaf), caster->stops[s].rest, ray);
+        come_by(caster->stops[s], *caster, ray);
     if (walked == walk_lost) return cast_useless;
-    if (caster->stop_count != 0 && ray->clean) count_near_line(line, at, caster, ray);
+    if (caster->stop_count != 0 && ray->clean) count_near_line(line, caster, ray);
     return cast_done;
+}
+
+cast_result cast_through_leaves(node_h leaf, seed_ray* ray, ray_caster* caster)
+{
+    if (!leaf) return cast_useless;
+    ++ray_counter;
+    return look_through_leaves(leaf, ray, caster) ? cast_done : cast_useless;
+}
+
+// What has been put off: looking through the leaves would have given all of them a normal.
+void give_nrms_put_off(ray_caster* caster)
+{
+    sum_up_visits(&caster->visits);
+    for (std::uint32_t i = 1; i < obj_pool.used; ++i) {
+        if (!is_in_tree(rec(obj_h{i}))) continue;
+        tr_rec& tr = rec(rec(obj_h{i}).tr);
+        if (wants_ray_nrm(tr) && visited_by_others(caster->visits, caster->ctx->root, obj_h{i}))
+            give_nrm(&tr);
+    }
 }
 
 } // namespace
@@ -357,14 +390,16 @@ cast_result cast_by_index(node_h at, seed_ray* ray, ray_caster* caster)
 ray_caster ray_caster_open(const mesh_ctx& ctx)
 {
     ray_caster caster = {};
-    caster.root = ctx.root;
+    caster.ctx = &ctx;
     caster.patience = k_looks_for_index * (std::uint64_t{ctx.tr_count} + 512);
     return caster;
 }
 
 void ray_caster_close(ray_caster* caster)
 {
+    if (caster->state == index_stands) give_nrms_put_off(caster);
     ray_index_free(&caster->index);
+    ray_visits_close(&caster->visits);
     heap_free(caster->stops);
     *caster = {};
 }
@@ -373,30 +408,32 @@ void ray_caster_close(ray_caster* caster)
 void ray_caster_settled(obj_h seed, bool alone, ray_caster* caster)
 {
     for (ray_memory& m : caster->last)
-        if (!alone || m.seed != seed) m.leaf = {};
+        if (!alone || m.seed != seed) m.path = 0;
 }
 
-ray_answer cast_seed_ray(node_h leaf, obj_h seed, const float* center, const float* dir,
+ray_answer cast_seed_ray(const ray_start& start, const float* center, const float* dir,
                          ray_caster* caster)
 {
     constexpr ray_answer k_useless = {false, false};
-    seed_ray ray = {seed, {}, {}, {}, {}, static_cast<double>(merge_tol), 0, true, {}};
+    seed_ray ray = {start.seed, {}, {}, {}, {}, static_cast<double>(merge_tol), 0, true, {}};
     vec_copy(center, ray.center);
     vec_copy(center, ray.at);
     vec_copy(dir, ray.dir);
-    const node_h root = caster->root;
-    const node_h at = pt_in_box(rec(leaf).box, center) ? leaf : cell_find_leaf(root, center);
-    if (!at || !set_out(rec(root).box, &ray)) return k_useless;
+    const node_h root = caster->ctx->root;
+    const bool starts_in_leaf = pt_in_box(rec(start.leaf).box, center);
+    if (!set_out(rec(root).box, &ray)) return k_useless;
     cast_result cast = cast_not_done;
     if (has_index(caster)) {
         seed_ray trial = ray;
-        cast = cast_by_index(at, &trial, caster);
+        leaf_cell leaf = {rec(start.leaf).box, start.path};
+        cast = starts_in_leaf || find_leaf_cell(root, center, caster->visits.seeds, &leaf)
+                   ? cast_by_index(leaf, &trial, caster)
+                   : cast_useless;
         if (cast != cast_not_done) ray = trial;
     }
-    if (cast == cast_not_done) {
-        ++ray_counter;
-        cast = look_through_leaves(at, &ray, caster) ? cast_done : cast_useless;
-    }
+    if (cast == cast_not_done)
+        cast = cast_through_leaves(starts_in_leaf ? start.leaf : cell_find_leaf(root, center), &ray,
+                                   caster);
     if (cast == cast_useless) return k_useless;
     return {ray.clean, ray.hits % 2 == 1};
 }

@@ -11,6 +11,7 @@
 
 #include "mesh/context.h"
 #include "repair/ray_index.h"
+#include "repair/ray_visits.h"
 
 #include <cstdint>
 
@@ -18,10 +19,11 @@ namespace velmora {
 
 struct ray_stop;
 
-/// Bits of cell_node::search_done.
-enum node_mark : std::uint32_t {
-    node_searched = 1,   ///< no further seed below
-    node_nrms_ready = 2, ///< a leaf: all that it lists has a normal, or is known to have none
+/// Where a ray starts.
+struct ray_start {
+    node_h leaf;        ///< one that lists the seed
+    std::uint32_t path; ///< of the leaf, as in leaf_cell
+    obj_h seed;
 };
 
 enum index_state {
@@ -32,7 +34,8 @@ enum index_state {
 
 /// What a ray told, for the next one from the same place in the same direction.
 struct ray_memory {
-    node_h leaf; ///< where it started; none: there is no such ray, or triangles have changed since
+    std::uint32_t path; ///< of the leaf where it started; 0: there is no such ray, or triangles
+                        ///< have changed since
     obj_h seed;
     float center[3];
     float dir[3];
@@ -42,8 +45,9 @@ struct ray_memory {
 
 /// What the rays of one orientation share. Vertices must not move meanwhile.
 struct ray_caster {
-    node_h root;
+    const mesh_ctx* ctx;
     ray_index index;
+    ray_visits visits; ///< of rays with the index
     index_state state;
     std::uint64_t patience; ///< entries of leaves that rays may still look at without an index
     ray_stop* stops;        ///< of the last ray; owned
@@ -53,10 +57,10 @@ struct ray_caster {
     std::uint32_t turn; ///< the one to be forgotten next
 };
 
-/// A caster for the tree of `ctx`, of which cell_node::search_done is 0 in all nodes.
+/// A caster for the tree of `ctx`.
 ray_caster ray_caster_open(const mesh_ctx& ctx);
 
-/// Gives the memory back.
+/// Gives all that rays have come by a normal, and the memory back.
 void ray_caster_close(ray_caster* caster);
 
 /// Must be told of each piece after its winding has been settled: `alone` when that changed no
@@ -68,10 +72,9 @@ struct ray_answer {
     bool odd;   ///< an odd number of triangles was crossed; only told of a clean ray
 };
 
-/// Walks from `center`, on the triangle of `seed`, along `dir` to the end of the model. Works on
+/// Walks from `center`, on the triangle of the seed, along `dir` to the end of the model. Works on
 /// without an index when there is no memory for one.
-/// @param leaf  a leaf that lists the seed
-ray_answer cast_seed_ray(node_h leaf, obj_h seed, const float* center, const float* dir,
+ray_answer cast_seed_ray(const ray_start& start, const float* center, const float* dir,
                          ray_caster* caster);
 
 } // namespace velmora

@@ -12,6 +12,13 @@
 namespace velmora {
 namespace {
 
+ray_start start_at(const mesh_ctx& ctx, const float* center, obj_h seed)
+{
+    leaf_cell place = {};
+    find_leaf_cell(ctx.root, center, nullptr, &place);
+    return {cell_find_leaf(ctx.root, center), place.path, seed};
+}
+
 // Sheets above each other, fine enough for many leaves.
 struct stack {
     solid s;
@@ -41,8 +48,8 @@ struct stack {
     ray_answer cast_at(tr_h from, const float* center, const float* dir)
     {
         ray_caster rays = ray_caster_open(m.ctx);
-        const node_h leaf = cell_find_leaf(m.ctx.root, center);
-        const ray_answer answer = cast_seed_ray(leaf, rec(from).cell, center, dir, &rays);
+        const ray_start start = start_at(m.ctx, center, rec(from).cell);
+        const ray_answer answer = cast_seed_ray(start, center, dir, &rays);
         ray_caster_close(&rays);
         return answer;
     }
@@ -126,10 +133,10 @@ TEST(seed_ray, is_crossed_only_once_by_what_it_finds_degenerate)
         rays.patience = patience;
         const float at[3] = {0.0f, 0.03f, 0.0f};
         const float up[3] = {0.0f, 0.0f, 1.0f};
-        const node_h leaf = cell_find_leaf(m.ctx.root, at);
-        EXPECT_TRUE(cast_seed_ray(leaf, m.obj("abc"), at, up, &rays).odd);
+        const ray_start start = start_at(m.ctx, at, m.obj("abc"));
+        EXPECT_TRUE(cast_seed_ray(start, at, up, &rays).odd);
         EXPECT_TRUE(m.at("def").flags & tr_no_nrm);
-        EXPECT_FALSE(cast_seed_ray(leaf, m.obj("abc"), at, up, &rays).odd);
+        EXPECT_FALSE(cast_seed_ray(start, at, up, &rays).odd);
         ray_caster_close(&rays);
     }
 }
@@ -247,9 +254,9 @@ cast_record cast_all(unsigned seed, bool by_index)
         vec_copy(at, before);
         inner_point(rec(t), at);
         if (!pts_same(at, before) || source.random() % 4 == 0) aim(m, at, &source, dir);
-        const node_h leaf = cell_find_leaf(m.ctx.root, at);
-        if (!leaf) continue;
-        const ray_answer answer = cast_seed_ray(leaf, rec(t).cell, at, dir, &rays);
+        const ray_start start = start_at(m.ctx, at, rec(t).cell);
+        if (!start.leaf) continue;
+        const ray_answer answer = cast_seed_ray(start, at, dir, &rays);
         record.answers.push_back(!answer.clean ? 2 : answer.odd ? 1 : 0);
         if (source.random() % 3 == 0) continue; // given up
         // Now and then a piece that no ray has started from.

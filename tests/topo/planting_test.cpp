@@ -4,6 +4,7 @@
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
 #include "mesh/folded_cells.h"
+#include "mesh/leaf_cell.h"
 #include "mesh/measure.h"
 #include "mesh/renumber.h"
 #include "mesh/soup_plant.h"
@@ -15,6 +16,7 @@
 #include "topo/topology.h"
 
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -262,7 +264,15 @@ void disturb(planted* p)
     list_free(&moved);
 }
 
-// Asks for leaves here and there, which unfolds what is folded around them.
+node_h follow_path(node_h root, std::uint32_t path)
+{
+    if (path == 1) return root;
+    const cell_node& above = rec(follow_path(root, path / 2));
+    return path % 2 ? above.high : above.low;
+}
+
+// Asks for leaves here and there, which unfolds what is folded around them, once it has been told
+// where they will be.
 void look_about(planted* p, unsigned seed)
 {
     std::mt19937 random(seed);
@@ -272,8 +282,12 @@ void look_about(planted* p, unsigned seed)
             const float length = p->bbox.max[i] - p->bbox.min[i];
             at[i] = p->bbox.min[i] + length * (static_cast<float>(random() % 64) / 64.0f);
         }
+        leaf_cell cell;
+        EXPECT_TRUE(find_leaf_cell(p->ctx.root, at, nullptr, &cell));
         const node_h leaf = cell_find_leaf(p->ctx.root, at);
         EXPECT_TRUE(pt_in_box(rec(leaf).box, at));
+        EXPECT_EQ(follow_path(p->ctx.root, cell.path), leaf);
+        EXPECT_EQ(std::memcmp(&cell.box, &rec(leaf).box, sizeof(aabb)), 0);
     }
 }
 

@@ -1,0 +1,39 @@
+// mesh/leaf_cell.h - where the leaves are, without unfolding cells for it.
+#pragma once
+
+#include "mesh/cell_tree.h"
+
+#include <cstdint>
+
+namespace velmora {
+
+/// A leaf of the tree, one that stands or one that is folded away.
+struct leaf_cell {
+    aabb box;
+    std::uint32_t path; ///< 1 for the root; each level adds a bit at the end, 1 for the upper half
+};
+
+/// No path of a tree with that level limit reaches this.
+constexpr std::uint32_t leaf_path_end(std::uint32_t max_level)
+{
+    return 2u << max_level;
+}
+
+/// The child of a cell that cell_find_leaf goes to.
+inline leaf_cell half_cell(const leaf_cell& cell, std::uint32_t level, bool high)
+{
+    leaf_cell half = {cell.box, 2 * cell.path + (high ? 1u : 0u)};
+    const std::uint32_t axis = level % 3;
+    const float cut = cell_cut(cell.box.min[axis], cell.box.max[axis]);
+    (high ? half.box.min : half.box.max)[axis] = cut;
+    return half;
+}
+
+/// The leaf that cell_find_leaf would find.
+/// @param known  by path: not 0 where a leaf is known to be; saves looking through a cell's stream;
+/// may be
+///               null
+/// @return false outside of the tree
+bool find_leaf_cell(node_h root, const float* pt, const std::uint32_t* known, leaf_cell* place);
+
+} // namespace velmora
