@@ -17,8 +17,7 @@ enum fill_result {
 };
 
 /// Whether tree_fill takes on the tree: its root has a box of finite numbers, and so has each cell.
-/// Where the root reaches beyond k_empty_box the objects' boxes must be none of a NaN, which may
-/// touch the root and be in none of its halves.
+/// No object's box may be one of a NaN that touches the root: it may be in none of its halves.
 bool tree_can_be_filled(const mesh_ctx& ctx);
 
 /// How the growth of the limits is dealt with; a matter of time only.

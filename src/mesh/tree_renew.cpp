@@ -175,7 +175,18 @@ bool refill(renewal* r, mesh_ctx* ctx)
     return true;
 }
 
-// A box of a NaN holds nothing, but may touch a root that reaches far enough.
+bool holds_something(const aabb& box)
+{
+    return box.min[0] <= box.max[0] && box.min[1] <= box.max[1] && box.min[2] <= box.max[2];
+}
+
+// A box of a NaN holds nothing, but may touch the root, and then perhaps none of its halves.
+bool may_be_lost(const aabb& box, const aabb& root)
+{
+    return !holds_something(box) && box_overlap(root, box);
+}
+
+// Whether the exact box of a NaN touches the root; one that is widened by a tolerance does sooner.
 bool reaches_far(const aabb& root)
 {
     bool far = false;
@@ -184,24 +195,18 @@ bool reaches_far(const aabb& root)
     return far;
 }
 
-bool holds_something(const aabb& box)
-{
-    return box.min[0] <= box.max[0] && box.min[1] <= box.max[1] && box.min[2] <= box.max[2];
-}
-
 bool may_lose_objs(mesh_ctx* ctx)
 {
-    return reaches_far(rec(ctx->root).box) &&
-           !for_each_obj_once(ctx, [](obj_h, const cell_obj& obj) {
-               return holds_something(box_of_tr(rec(obj.tr)));
+    const aabb& root = rec(ctx->root).box;
+    return reaches_far(root) && !for_each_obj_once(ctx, [&root](obj_h, const cell_obj& obj) {
+               return !may_be_lost(box_of_tr(rec(obj.tr)), root);
            });
 }
 
 bool may_lose_some(const obj_list& objs, const mesh_ctx& ctx)
 {
-    if (!reaches_far(rec(ctx.root).box)) return false;
     for (const obj_h o : objs)
-        if (!holds_something(rec(o).box)) return true;
+        if (may_be_lost(rec(o).box, rec(ctx.root).box)) return true;
     return false;
 }
 

@@ -391,6 +391,19 @@ TEST_F(planting, a_triangle_without_numbers_is_not_lost)
     EXPECT_EQ(tree_renew(&p.ctx), renew_declined);
 }
 
+// Widened by a large tolerance, the box of a NaN touches the root and none of its halves.
+TEST_F(planting, boxes_that_are_lost_where_cells_split_are_added_one_by_one)
+{
+    merge_tol = 3.5e29f;
+    const float nan = std::nanf("");
+    planted p({{0, 0, 0, 1, 0, 0, 0, 1, 0}, {nan, 0, 0, nan, 1, 0, nan, 0, 1}});
+    p.make_root(8);
+    obj_list list = {};
+    ASSERT_TRUE(soup_to_list(p.soup, p.margin(), &list));
+    EXPECT_EQ(tree_add_all(list, &p.ctx), renew_declined);
+    list_free(&list);
+}
+
 void renew_one_by_one(planted* p)
 {
     obj_list all = {};
