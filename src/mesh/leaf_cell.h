@@ -29,11 +29,22 @@ inline leaf_cell half_cell(const leaf_cell& cell, std::uint32_t level, bool high
     return half;
 }
 
+/// What searches have found out about the leaves of a tree, which must not change meanwhile but by
+/// unfolding. It spares them looking through the streams of folded cells again.
+struct leaf_map {
+    std::uint8_t* notes; ///< by path; owned
+    std::uint32_t end;
+};
+
+/// An empty map of a tree with that level limit.
+/// @return false when memory ran out; nothing is held then
+[[nodiscard]] bool leaf_map_open(std::uint32_t max_level, leaf_map* map);
+
+void leaf_map_close(leaf_map* map);
+
 /// The leaf that cell_find_leaf would find.
-/// @param known  by path: not 0 where a leaf is known to be; saves looking through a cell's stream;
-/// may be
-///               null
+/// @param map  none: nothing is known yet
 /// @return false outside of the tree
-bool find_leaf_cell(node_h root, const float* pt, const std::uint32_t* known, leaf_cell* place);
+bool find_leaf_cell(node_h root, const float* pt, leaf_map* map, leaf_cell* place);
 
 } // namespace velmora

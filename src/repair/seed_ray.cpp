@@ -321,16 +321,19 @@ walk_result walk_stops(leaf_cell leaf, seed_ray* ray, ray_caster* caster)
     while (pt_in_box(model, ray->at)) {
         if (!add_stop(leaf, *ray, caster)) return walk_no_memory;
         if (!leave_leaf(leaf.box, ray)) return walk_lost;
-        if (!find_leaf_cell(root, ray->at, caster->visits.seeds, &leaf)) break;
+        if (!find_leaf_cell(root, ray->at, &caster->leaves, &leaf)) break;
     }
     return walk_done;
 }
 
 bool open_index(ray_caster* caster)
 {
-    if (!ray_index_build(&caster->index)) return false;
-    if (ray_visits_open(caster->ctx->max_level, &caster->visits)) return true;
+    const std::uint32_t max_level = caster->ctx->max_level;
+    if (ray_index_build(&caster->index) && leaf_map_open(max_level, &caster->leaves) &&
+        ray_visits_open(max_level, &caster->visits))
+        return true;
     ray_index_free(&caster->index);
+    leaf_map_close(&caster->leaves);
     return false;
 }
 
@@ -399,6 +402,7 @@ void ray_caster_close(ray_caster* caster)
 {
     if (caster->state == index_stands) give_nrms_put_off(caster);
     ray_index_free(&caster->index);
+    leaf_map_close(&caster->leaves);
     ray_visits_close(&caster->visits);
     heap_free(caster->stops);
     *caster = {};
@@ -426,7 +430,7 @@ ray_answer cast_seed_ray(const ray_start& start, const float* center, const floa
     if (has_index(caster)) {
         seed_ray trial = ray;
         leaf_cell leaf = {rec(start.leaf).box, start.path};
-        cast = starts_in_leaf || find_leaf_cell(root, center, caster->visits.seeds, &leaf)
+        cast = starts_in_leaf || find_leaf_cell(root, center, &caster->leaves, &leaf)
                    ? cast_by_index(leaf, &trial, caster)
                    : cast_useless;
         if (cast != cast_not_done) ray = trial;

@@ -47,7 +47,8 @@ struct ray_memory {
 struct ray_caster {
     const mesh_ctx* ctx;
     ray_index index;
-    ray_visits visits; ///< of rays with the index
+    leaf_map leaves;   ///< for rays with the index,
+    ray_visits visits; ///< and where they have been
     index_state state;
     std::uint64_t patience; ///< entries of leaves that rays may still look at without an index
     ray_stop* stops;        ///< of the last ray; owned
