@@ -174,7 +174,9 @@ static void project_corners(const tr_rec& tr, int axis, pt_2d* corners)
 
 static tr_plane plane_of(const tr_rec& tr)
 {
-    tr_plane plane = {{tr.vtx[0], tr.vtx[1], tr.vtx[2]}, {}, 0.0};
+    tr_plane plane = {{tr.vtx[0], tr.vtx[1], tr.vtx[2]}, {}, 0.0, {}};
+    for (int i = 0; i < 3; ++i)
+        vec_copy(corner_pos(tr, i), plane.corners[i]);
     float u[3];
     float v[3];
     edge_vec(tr, 0, u);
@@ -230,8 +232,8 @@ crossing segment_plane_class(const tr_rec& tr, const cross_segment& seg, tr_plan
     float pt[3];
     if (!point_in_plane(*plane, seg, pt)) return crossing_miss;
     const int axis = axis_to_drop(tr);
-    pt_2d corners[3];
-    project_corners(tr, axis, corners);
+    const pt_2d corners[] = {project(plane->corners[0], axis), project(plane->corners[1], axis),
+                             project(plane->corners[2], axis)};
     if (passes_by(project(pt, axis), project(pt, axis), corners)) return crossing_miss;
     return class_of_point(pt, axis, corners);
 }

@@ -55,7 +55,8 @@ crossing segment_triangle_class(const tr_rec& tr, const cross_segment& seg);
 struct tr_plane {
     vtx_h vtx[3]; ///< the corners; none: not computed yet
     float unit[3];
-    double at; ///< product of `unit` with the first corner
+    double at;           ///< product of `unit` with the first corner
+    float corners[3][3]; ///< where they are
 };
 
 /// The same for a triangle without equal corners; brings `plane` up to date.

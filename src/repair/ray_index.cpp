@@ -118,6 +118,7 @@ struct boxed_tr {
     aabb box;
     tr_h tr;
     float longest; // of the edges, or endless
+    float nrm[3];
 };
 
 struct boxed_trs {
@@ -176,29 +177,37 @@ void widen_extent(const aabb& box, ray_index* index)
     }
 }
 
-// Boxes what lies clearly and leaves the others in the collection, or boxes those along an axis.
+bool belongs_to(std::uint32_t tree, const tr_rec& tr, const shape& s)
+{
+    if (tree >= k_clear_trees) return true;
+    return lies_clearly(tr, s) && (tree != 0 || (tr.flags & tr_edge_err));
+}
+
+// Boxes what belongs to the tree. What lies clearly leaves the collection.
 bool box_trs(std::uint32_t tree, collection* all, boxed_trs* boxed, ray_index* index)
 {
     std::uint32_t left = 0;
     for (std::uint32_t i = 0; i < all->count; ++i) {
         const tr_rec& tr = rec(all->trs[i]);
         const shape s = shape_of(tr);
-        if (tree == 0 && !lies_clearly(tr, s)) {
+        if (!belongs_to(tree, tr, s)) {
             all->trs[left++] = all->trs[i];
             continue;
         }
         if (!make_room(&boxed->items, boxed->count, &boxed->capacity)) return false;
-        boxed_tr item = {box_of_tr(tr), all->trs[i], static_cast<float>(s.longest)};
+        boxed_tr item = {box_of_tr(tr), all->trs[i], static_cast<float>(s.longest), {}};
+        for (int k = 0; k < 3; ++k)
+            item.nrm[k] = static_cast<float>(s.nrm[k]);
         widen_extent(item.box, index);
         box_widen(&item.box, slack_of(s.longest));
-        if (tree != 0) {
-            item.box.min[tree - 1] = -k_endless;
-            item.box.max[tree - 1] = k_endless;
+        if (tree >= k_clear_trees) {
+            item.box.min[tree - k_clear_trees] = -k_endless;
+            item.box.max[tree - k_clear_trees] = k_endless;
             item.longest = k_endless;
         }
         boxed->items[boxed->count++] = item;
     }
-    if (tree == 0) all->count = left;
+    if (tree < k_clear_trees) all->count = left;
     return true;
 }
 
@@ -207,7 +216,7 @@ bool box_suspects(const collection& suspects, boxed_trs* boxed)
     for (std::uint32_t i = 0; i < suspects.count; ++i) {
         if (!make_room(&boxed->items, boxed->count, &boxed->capacity)) return false;
         const tr_h t = suspects.trs[i];
-        boxed->items[boxed->count++] = {rec(rec(t).cell).box, t, 0.0f};
+        boxed->items[boxed->count++] = {rec(rec(t).cell).box, t, 0.0f, {}};
     }
     return true;
 }
@@ -275,9 +284,11 @@ void enter_items(const boxed_trs& boxed, ray_index* index)
         index_entry* const entry = &index->entries[i];
         entry->tr = item.tr;
         entry->longest = item.longest;
+        vec_copy(item.nrm, entry->nrm);
+        entry->obj = rec(item.tr).cell;
         entry->plane = {};
         for (int k = 0; k < 3; ++k)
-            vec_copy(corner_pos(rec(item.tr), k), entry->corners[k]);
+            vec_copy(corner_pos(rec(item.tr), k), entry->plane.corners[k]);
         for (std::uint32_t k = 0; k < 3; ++k) {
             index->faces[std::size_t{k} * index->row + i] = item.box.min[k];
             index->faces[std::size_t{k + 3} * index->row + i] = item.box.max[k];
@@ -382,20 +393,38 @@ static float larger(float a, float b)
     return a > b ? a : b;
 }
 
+// The line starts behind the plane, or so far on its way that it only gets further away: so does
+// all that the test computes with its unit vector, which is off by less than 1e-4, wherever on the
+// line it starts. The share of the way at which it finds the plane is below 0 then, or beyond 1
+// when it comes from the other end, by more than rounding can hide. Nearly along the plane nothing
+// is sure.
+static bool leaves_plane_behind(const index_line& line, const index_entry& entry)
+{
+    float w[3];
+    vec_diff(line.from, entry.plane.corners[0], w);
+    const float height = w[0] * entry.nrm[0] + w[1] * entry.nrm[1] + w[2] * entry.nrm[2];
+    const float pace =
+        line.dir[0] * entry.nrm[0] + line.dir[1] * entry.nrm[1] + line.dir[2] * entry.nrm[2];
+    const float far_off = std::fabs(w[0]) + std::fabs(w[1]) + std::fabs(w[2]);
+    const float least = static_cast<float>(k_tilt_share) * far_off + 2.0f * line.margin;
+    return (height * pace < 0.0f) & (std::fabs(pace) > static_cast<float>(k_tilt_share)) &
+           (std::fabs(height) > least);
+}
+
 // The line passes the edges one by one, on one side or the other: the side is the volume that an
 // edge spans with the line's direction. Past a triangle that it meets it is on the same side of
 // all. Where the test can find a point the line is off the triangle by twice the slack and the
 // margin at most. Moved by so much, it changes a volume by as much for each unit of the edge. So
 // with edges on both sides, and both volumes beyond that, the triangle is missed. Places are taken
 // from where the line enters the box, which keeps rounding small.
-bool line_nears_outline(const index_line& line, const index_entry& entry, float at)
+static bool line_nears_outline(const index_line& line, const index_entry& entry, float at)
 {
     float start[3];
     for (int i = 0; i < 3; ++i)
         start[i] = line.from[i] + at * line.way[i];
     float c[3][3];
     for (int k = 0; k < 3; ++k)
-        vec_diff(start, entry.corners[k], c[k]);
+        vec_diff(start, entry.plane.corners[k], c[k]);
     float side[3];
     for (int k = 0; k < 3; ++k) {
         float span[3];
@@ -409,6 +438,13 @@ bool line_nears_outline(const index_line& line, const index_entry& entry, float 
     const float high = larger(larger(side[0], side[1]), side[2]);
     const float low = -larger(larger(-side[0], -side[1]), -side[2]);
     return !((high > bound) & (low < -bound)); // one jump, which is hard to foretell
+}
+
+// A line misses all that is not clear only by its box.
+bool line_nears_entry(const index_line& line, const index_entry& entry, float at)
+{
+    if (entry.longest == k_endless) return true;
+    return !leaves_plane_behind(line, entry) && line_nears_outline(line, entry, at);
 }
 
 } // namespace velmora

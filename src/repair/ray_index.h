@@ -19,9 +19,10 @@ namespace velmora {
 /// A triangle in the index.
 struct index_entry {
     tr_h tr;
-    float corners[3][3];
+    obj_h obj;
     float longest;  ///< of the edges; endless when only the box counts
-    tr_plane plane; ///< for the exact test, which keeps it up to date
+    float nrm[3];   ///< unit, of no matter which side
+    tr_plane plane; ///< for the exact test, which keeps it up to date; the corners always are
 };
 
 /// A box around entries that lie together, or around two nodes.
@@ -31,9 +32,11 @@ struct index_node {
     std::uint32_t count; ///< of entries; 0 above other nodes
 };
 
-/// Triangles of which the normal says clearly where they lie stand in the first tree, once. The
+/// Triangles of which the normal says clearly where they lie stand in one of the first trees: in
+/// the very first what no ray can cross cleanly, so that most rays that tell nothing end there. The
 /// others stand in those of the axes along which the test may look at them, 0 to 2.
-constexpr std::uint32_t k_index_trees = 4;
+constexpr std::uint32_t k_clear_trees = 2;
+constexpr std::uint32_t k_index_trees = k_clear_trees + 3;
 /// A tree of those that want a normal and may prove to have none. No line looks at it.
 constexpr std::uint32_t k_suspects = k_index_trees;
 constexpr std::uint32_t k_no_root = 0xFFFFFFFFu; ///< of a tree without entries
@@ -125,7 +128,7 @@ inline void line_through_row(const index_line& line, const ray_index& index, std
 }
 
 /// Whether the line, which enters the entry's box at that share, may come near its triangle.
-bool line_nears_outline(const index_line& line, const index_entry& entry, float at);
+bool line_nears_entry(const index_line& line, const index_entry& entry, float at);
 
 /// Calls `visit(index_entry&)` for each entry that the segment can meet, some triangles more
 /// than once, until it returns false.
@@ -147,12 +150,19 @@ void for_each_near_line(const ray_index& index, const index_line& line, const vi
             }
             row_shares shares;
             line_through_row(line, index, node.first, &shares);
+            index_entry* near[k_box_row];
+            std::uint32_t count = 0;
             for (std::uint32_t k = 0; k < node.count; ++k) {
                 index_entry& entry = index.entries[node.first + k];
-                if (shares.enter[k] <= shares.leave[k] &&
-                    line_nears_outline(line, entry, shares.enter[k]) && !visit(entry))
-                    return;
+                if (!(shares.enter[k] <= shares.leave[k]) ||
+                    !line_nears_entry(line, entry, shares.enter[k]))
+                    continue;
+                near[count++] = &entry;
+                __builtin_prefetch(&rec(entry.tr)); // the records lie anywhere
+                __builtin_prefetch(&rec(entry.obj));
             }
+            for (std::uint32_t k = 0; k < count; ++k)
+                if (!visit(*near[k])) return;
         }
     }
 }
