@@ -1,8 +1,9 @@
 #include "mesh/leaf_cell.h"
 
 #include "mesh/box.h"
-#include "mesh/cell_grid.h"
+#include "mesh/checked.h"
 #include "mesh/folded_cells.h"
+#include "mesh/leaf_survey.h"
 #include "mesh/memory.h"
 
 #include <cstring>
@@ -11,11 +12,8 @@ namespace velmora {
 
 namespace {
 
-// Notes of a leaf_map: under the path of a folded cell, how often leaves below have been searched
-// for, until that has become worth a survey.
-constexpr std::uint8_t k_searches_for_survey = 16;
-constexpr std::uint8_t k_note_surveyed = 254;
-constexpr std::uint8_t k_note_leaf = 255;
+// For each level below a folded cell, so many searches take as long as a survey.
+constexpr std::uint32_t k_searches_each = bound_or(8, 1);
 
 // The cells that hold a point, from a folded one down to the level limit.
 struct way_down {
@@ -136,79 +134,13 @@ bool last_splits(const cell_node& node, const way_down& way)
     return before >= limits.max_list[step] && holds_any(node, cell);
 }
 
-// A cell of the grid that lies `levels` levels below a cell.
-std::uint32_t path_to(std::uint32_t path, std::uint32_t level, std::uint32_t levels,
-                      const std::uint32_t* at)
-{
-    std::uint32_t halvings[3] = {};
-    for (std::uint32_t l = level; l < level + levels; ++l)
-        ++halvings[l % 3];
-    for (std::uint32_t l = level; l < level + levels; ++l)
-        path = 2 * path + (at[l % 3] >> --halvings[l % 3] & 1);
-    return path;
-}
-
-// The first entry that may tell of splits: those before it fill the lists. The last eighth, if all
-// of that came alone and under the last limits.
-std::uint32_t first_to_tell(const cell_node& node)
-{
-    const tree_limits& limits = the_fold.limits;
-    const obj_list& stream = node.list;
-    const std::uint32_t eighth = stream.count - stream.count / 8;
-    std::uint32_t first = eighth > node.handed_down ? eighth : node.handed_down;
-    while (limits.steps != 0 && first < stream.count &&
-           limits.times[limits.steps - 1] >= stream.items[first].i - 1)
-        ++first;
-    return first;
-}
-
-// Notes the leaves below all cells of the level above the limit that certainly split.
-void note_full_cells(const cell_node& node, std::uint32_t path, const cell_grid& before,
-                     const cell_grid& after, leaf_map* map)
-{
-    const tree_limits& limits = the_fold.limits;
-    const std::uint32_t levels = limits.max_level[limits.steps] - 1 - node.level;
-    std::uint32_t at[3];
-    for (at[2] = 0; at[2] < before.axes[2].count; ++at[2])
-        for (at[1] = 0; at[1] < before.axes[1].count; ++at[1])
-            for (at[0] = 0; at[0] < before.axes[0].count; ++at[0]) {
-                const std::uint32_t place = cell_at(before, at[0], at[1], at[2]);
-                if (before.counts[place] < limits.max_list[limits.steps]) continue;
-                if (after.counts[place] == 0) continue;
-                const std::uint32_t cell = path_to(path, node.level, levels, at);
-                map->notes[2 * cell] = map->notes[2 * cell + 1] = k_note_leaf;
-            }
-}
-
-// Counts for all cells above the level limit together what last_splits counts for one. Without
-// memory, single searches go on.
-void survey(const cell_node& node, std::uint32_t path, leaf_map* map)
-{
-    const tree_limits& limits = the_fold.limits;
-    const std::uint32_t levels = limits.max_level[limits.steps] - 1 - node.level;
-    cell_grid before;
-    cell_grid after;
-    if (!cell_grid_open(node.box, node.level, levels, &before)) return;
-    if (cell_grid_open(node.box, node.level, levels, &after)) {
-        const std::uint32_t first = first_to_tell(node);
-        for (std::uint32_t i = 0; i < node.list.count; ++i)
-            if (i < first || folded_obj(node.list.items[i]))
-                note_block(cells_of(before, box_at(node, i)), i < first ? before : after);
-        sum_up_blocks(before);
-        sum_up_blocks(after);
-        note_full_cells(node, path, before, after, map);
-        cell_grid_close(&after);
-    }
-    cell_grid_close(&before);
-}
-
-void note_search(const cell_node& node, std::uint32_t path, std::uint32_t found, leaf_map* map)
+void note_search(const cell_node& node, const way_down& way, std::uint32_t found, leaf_map* map)
 {
     map->notes[found] = k_note_leaf;
-    std::uint8_t& searches = map->notes[path];
-    if (searches == k_note_surveyed || ++searches < k_searches_for_survey) return;
-    survey(node, path, map);
-    searches = k_note_surveyed;
+    std::uint8_t& searches = map->notes[way.cells[0].path];
+    if (searches == k_note_inner || ++searches < k_searches_each * way.steps) return;
+    survey_leaves(node, way.cells[0].path, map);
+    searches = k_note_inner;
 }
 
 leaf_cell find_in_folded(const cell_node& node, std::uint32_t path, const float* pt, leaf_map* map)
@@ -219,7 +151,7 @@ leaf_cell find_in_folded(const cell_node& node, std::uint32_t path, const float*
     if (find_known(pt, map, &way)) return way.cells[way.steps];
     const bool is_last = last_splits(node, way);
     const leaf_cell& found = way.cells[is_last ? way.steps : cells_above_leaf(node, way)];
-    if (map) note_search(node, path, found.path, map);
+    if (map) note_search(node, way, found.path, map);
     return found;
 }
 

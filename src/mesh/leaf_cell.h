@@ -29,6 +29,11 @@ inline leaf_cell half_cell(const leaf_cell& cell, std::uint32_t level, bool high
     return half;
 }
 
+/// Notes of a leaf_map. Under the path of a folded cell it counts, below these, how often leaves
+/// have been searched for.
+constexpr std::uint8_t k_note_inner = 254; ///< all leaves below are noted, if there was memory
+constexpr std::uint8_t k_note_leaf = 255;
+
 /// What searches have found out about the leaves of a tree, which must not change meanwhile but by
 /// unfolding. It spares them looking through the streams of folded cells again.
 struct leaf_map {

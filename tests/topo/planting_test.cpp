@@ -271,23 +271,46 @@ node_h follow_path(node_h root, std::uint32_t path)
     return path % 2 ? above.high : above.low;
 }
 
-// Asks for leaves here and there, which unfolds what is folded around them, once it has been told
-// where they will be.
-void look_about(planted* p, unsigned seed)
+struct place_in_box {
+    float at[3];
+};
+
+std::vector<place_in_box> random_places(const aabb& box, unsigned seed, int count)
 {
     std::mt19937 random(seed);
-    for (int n = 0; n < 10; ++n) {
-        float at[3];
-        for (int i = 0; i < 3; ++i) {
-            const float length = p->bbox.max[i] - p->bbox.min[i];
-            at[i] = p->bbox.min[i] + length * (static_cast<float>(random() % 64) / 64.0f);
-        }
+    std::vector<place_in_box> places;
+    for (int n = 0; n < count; ++n) {
+        place_in_box p;
+        for (int i = 0; i < 3; ++i)
+            p.at[i] = box.min[i] +
+                      (box.max[i] - box.min[i]) * (static_cast<float>(random() % 64) / 64.0f);
+        places.push_back(p);
+    }
+    return places;
+}
+
+// Asks for leaves here and there, which unfolds what is folded around them, once it has been told
+// where they will be: by single searches, and by a map that grows with them.
+void look_about(planted* p, unsigned seed)
+{
+    leaf_map map;
+    ASSERT_TRUE(leaf_map_open(p->ctx.max_level, &map));
+    std::vector<leaf_cell> told;
+    const std::vector<place_in_box> places = random_places(p->bbox, seed, 60);
+    for (const place_in_box& place : places) {
+        leaf_cell alone;
         leaf_cell cell;
-        EXPECT_TRUE(find_leaf_cell(p->ctx.root, at, nullptr, &cell));
-        const node_h leaf = cell_find_leaf(p->ctx.root, at);
-        EXPECT_TRUE(pt_in_box(rec(leaf).box, at));
-        EXPECT_EQ(follow_path(p->ctx.root, cell.path), leaf);
-        EXPECT_EQ(std::memcmp(&cell.box, &rec(leaf).box, sizeof(aabb)), 0);
+        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.at, nullptr, &alone));
+        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.at, &map, &cell));
+        EXPECT_EQ(alone.path, cell.path);
+        told.push_back(cell);
+    }
+    leaf_map_close(&map);
+    for (std::size_t n = 0; n < 10; ++n) {
+        const node_h leaf = cell_find_leaf(p->ctx.root, places[n].at);
+        EXPECT_TRUE(pt_in_box(rec(leaf).box, places[n].at));
+        EXPECT_EQ(follow_path(p->ctx.root, told[n].path), leaf);
+        EXPECT_EQ(std::memcmp(&told[n].box, &rec(leaf).box, sizeof(aabb)), 0);
     }
 }
 
