@@ -1,8 +1,11 @@
 #include "reduce/line.h"
 
+#include "mesh/checked.h"
 #include "mesh/measure.h"
 #include "mesh/vec.h"
 
+#include <algorithm>
+#include <cmath>
 #include <initializer_list>
 
 namespace velmora {
@@ -10,6 +13,11 @@ namespace velmora {
 namespace {
 
 constexpr double k_collinear_cos = 0.9999998807907104; ///< cosine, exclusive, either direction
+
+// Unit vectors whose product is beyond that, as rounded, differ in no component by so much, but for
+// their sign.
+constexpr float k_size_share = 2e-3f;
+constexpr std::uint32_t k_plain_search = bound_or(48u, 2u); ///< edges that are looked at one by one
 
 // An edge as a side of one of its triangles.
 struct tr_edge {
@@ -79,12 +87,25 @@ bool edges_collinear(const sharp_edge& a, const sharp_edge& b)
     return d < -k_collinear_cos || d > k_collinear_cos;
 }
 
+// A leaving edge by the size of one component of its direction.
+struct sized_edge {
+    float size;
+    std::uint32_t i; // in fan_lines::leaving
+};
+
 // What the search for a line knows of the fan: where a line can go on, which is at sharp edges that
 // leave the vertex in their triangle, and where the line lies that was found. So that of a large
 // fan, each sharp edge is compared with nothing but directions.
 struct fan_lines {
     sharp_edge leaving[k_most_valence]; // in the order of the fan
     std::uint32_t leaving_count;
+    bool is_large; // then the edges with a direction are sorted by size, and the loose ones have
+                   // none
+    std::uint32_t axis;
+    sized_edge sized[k_most_valence];
+    std::uint32_t sized_count;
+    std::uint32_t loose[k_most_valence];
+    std::uint32_t loose_count;
     std::uint32_t on_line[k_most_valence]; // places whose leaving edge is one of the line's
     std::uint32_t on_line_count;
     feature_line line;
@@ -103,6 +124,43 @@ bool leaving_edge(const vtx_site& site, std::uint32_t k, tr_edge* edge)
     return edge->e >= 0 && !(tr.flags & tr_no_nrm);
 }
 
+// The axis along which the directions differ most in size.
+std::uint32_t widest_axis()
+{
+    std::uint32_t widest = 0;
+    float most = -1.0f;
+    for (std::uint32_t axis = 0; axis < 3; ++axis) {
+        float low = 1.0f;
+        float high = 0.0f;
+        for (std::uint32_t i = 0; i < lines.leaving_count; ++i) {
+            const float size = std::fabs(lines.leaving[i].dir[axis]);
+            low = size < low ? size : low;
+            high = size > high ? size : high;
+        }
+        if (!(high - low > most)) continue;
+        most = high - low;
+        widest = axis;
+    }
+    return widest;
+}
+
+// A direction with a NaN goes on in none.
+void sort_leaving()
+{
+    lines.is_large = lines.leaving_count > k_plain_search;
+    if (!lines.is_large) return;
+    lines.axis = widest_axis();
+    lines.sized_count = lines.loose_count = 0;
+    for (std::uint32_t i = 0; i < lines.leaving_count; ++i) {
+        const sharp_edge& edge = lines.leaving[i];
+        const float size = std::fabs(edge.dir[lines.axis]);
+        if (!edge.has_dir) lines.loose[lines.loose_count++] = i;
+        if (edge.has_dir && !std::isnan(size)) lines.sized[lines.sized_count++] = {size, i};
+    }
+    std::sort(lines.sized, lines.sized + lines.sized_count,
+              [](const sized_edge& a, const sized_edge& b) { return a.size < b.size; });
+}
+
 void collect_leaving(const vtx_site& site)
 {
     lines.leaving_count = 0;
@@ -113,6 +171,7 @@ void collect_leaving(const vtx_site& site)
         if (leaving_edge(site, k, &edge) && edge_sharp(site.params->angle_tol, edge))
             lines.leaving[lines.leaving_count++] = with_dir(edge, k);
     }
+    sort_leaving();
 }
 
 void keep_line(const vtx_site& site, const tr_edge& first, const tr_edge& second)
@@ -142,17 +201,45 @@ bool meets_line(const vtx_site& site, tr_h t, std::uint32_t from, std::uint32_t 
     return false;
 }
 
+bool goes_on_in(const sharp_edge& edge, const sharp_edge& other)
+{
+    return other.place > edge.place && edges_collinear(edge, other) &&
+           !is_next_to(other.at.tr, edge.at.tr);
+}
+
+// The first leaving edge in which this one goes on, or leaving_count. Of two that are collinear the
+// components are alike in size, to within k_size_share: in a large fan only such are compared.
+std::uint32_t first_partner(const sharp_edge& edge)
+{
+    std::uint32_t first = lines.leaving_count;
+    const auto look_at = [&](std::uint32_t i) {
+        if (i < first && goes_on_in(edge, lines.leaving[i])) first = i;
+    };
+    if (!lines.is_large || !edge.has_dir) {
+        for (std::uint32_t i = 0; i < first; ++i)
+            look_at(i);
+        return first;
+    }
+    for (std::uint32_t i = 0; i < lines.loose_count; ++i)
+        look_at(lines.loose[i]);
+    const float size = std::fabs(edge.dir[lines.axis]);
+    const sized_edge* at = lines.sized;
+    const sized_edge* const end = at + lines.sized_count;
+    at = std::lower_bound(at, end, size - k_size_share,
+                          [](const sized_edge& e, float least) { return e.size < least; });
+    for (; at != end && at->size <= size + k_size_share; ++at)
+        look_at(at->i);
+    return first;
+}
+
 // Looks for the continuation of the sharp edge among the fan triangles behind its own, leaving out
 // those next to it. Only the edge that leaves the vertex in each of them is looked at.
 const sharp_edge* line_partner(const vtx_site& site, const sharp_edge& edge)
 {
-    for (std::uint32_t i = 0; i < lines.leaving_count; ++i) {
-        const sharp_edge& other = lines.leaving[i];
-        if (other.place <= edge.place || !edges_collinear(edge, other)) continue;
-        if (is_next_to(other.at.tr, edge.at.tr)) continue;
-        return meets_line(site, edge.at.tr, edge.place + 1, other.place) ? nullptr : &other;
-    }
-    return nullptr;
+    const std::uint32_t i = first_partner(edge);
+    if (i == lines.leaving_count) return nullptr;
+    const sharp_edge& other = lines.leaving[i];
+    return meets_line(site, edge.at.tr, edge.place + 1, other.place) ? nullptr : &other;
 }
 
 // Both edges of the fan triangle at place `k` through the vertex. Returns false when one of them
