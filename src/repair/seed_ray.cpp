@@ -1,6 +1,7 @@
 #include "repair/seed_ray.h"
 
 #include "mesh/box.h"
+#include "mesh/checked.h"
 #include "mesh/measure.h"
 #include "mesh/memory.h"
 #include "mesh/vec.h"
@@ -26,7 +27,7 @@ constexpr double k_step_growth = 10.0;  ///< of a step too short to change a coo
 constexpr int k_most_steps = 4096;      ///< on the way out of one leaf
 
 // An index takes about as long as looking at each triangle some times.
-constexpr std::uint64_t k_looks_for_index = 6;
+constexpr std::uint64_t k_looks_for_index = bound_or(6u, 0u);
 
 // A ray and what it met so far.
 struct seed_ray {
