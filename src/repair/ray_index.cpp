@@ -407,8 +407,10 @@ static bool leaves_plane_behind(const index_line& line, const index_entry& entry
         line.dir[0] * entry.nrm[0] + line.dir[1] * entry.nrm[1] + line.dir[2] * entry.nrm[2];
     const float far_off = std::fabs(w[0]) + std::fabs(w[1]) + std::fabs(w[2]);
     const float least = static_cast<float>(k_tilt_share) * far_off + 2.0f * line.margin;
-    return (height * pace < 0.0f) & (std::fabs(pace) > static_cast<float>(k_tilt_share)) &
-           (std::fabs(height) > least);
+    const float steepness = std::fabs(pace);
+    const float distance = std::fabs(height);
+    return (height * pace < 0.0f) & (steepness > static_cast<float>(k_tilt_share)) &
+           (distance > least);
 }
 
 // The line passes the edges one by one, on one side or the other: the side is the volume that an
