@@ -1,5 +1,5 @@
 // Whatever is written can be read again, by an independent reader too, and holds no NaN.
-#include "program/program_run.h"
+#include "program/model_run.h"
 
 #include <cmath>
 #include <cstdint>
@@ -11,7 +11,6 @@
 namespace velmora {
 namespace {
 
-constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
 constexpr const char* k_ways[] = {" -q 1 -r 0.05 -c 0.9", " -q 2 -j 0.8",
                                   " -q 3 -r 0.05 -c 0.9 -i 2", " -q 4 -r 0.1 -c 0.9 -a 35",
                                   " -q 1 -r 1 -c 0.9 -S -P -h 0.4"};
@@ -26,21 +25,6 @@ long number_after(const std::string& text, const std::string& label)
 long triangles_written(const program_result& r, const std::string& name)
 {
     return number_after(r.log, "wrote output file  \"" + name + "\" : ");
-}
-
-bool is_nan_at(const std::string& bytes, std::size_t at)
-{
-    float value = 0.0f;
-    std::memcpy(&value, bytes.data() + at, sizeof value);
-    return std::isnan(value);
-}
-
-bool has_nan(const std::string& binary_stl)
-{
-    for (std::size_t at = 84; at + 50 <= binary_stl.size(); at += 50)
-        for (std::size_t k = 0; k < 12; ++k)
-            if (is_nan_at(binary_stl, at + 4 * k)) return true;
-    return false;
 }
 
 /// Reads a file with admesh; its own parser, nothing of this program's.

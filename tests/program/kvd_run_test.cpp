@@ -1,4 +1,4 @@
-#include "program/program_run.h"
+#include "program/model_run.h"
 
 #include <algorithm>
 #include <array>
@@ -10,8 +10,6 @@
 namespace velmora {
 namespace {
 
-constexpr const char* k_convert = "-q 4 -r 0.01 -c 0.9 "; // without -a no vertex goes
-constexpr const char* k_reduce = "-q 1 -r 0.01 -c 0.9 ";
 constexpr std::size_t k_tr_size = 80;
 
 std::vector<std::array<float, 9>> sorted_corners(const std::string& stl)
@@ -58,11 +56,11 @@ void set_tr_word(std::string* model, std::size_t tr, std::size_t at, std::uint32
 TEST(kvd_run, a_model_between_gives_the_same_triangles)
 {
     const run_folder dir;
-    for (const std::string options : {k_convert, k_reduce}) {
+    for (const std::string options : {k_as_is, k_reduce}) {
         dir.write("in.stl", binary_stl(box_mesh(3, 2, 1, 5)));
         dir.run("-f in.stl -o straight.stl " + options);
         dir.run("-f in.stl -o between.kvd " + options);
-        const program_result r = dir.run(std::string("-f between.kvd -o back.stl ") + k_convert);
+        const program_result r = dir.run(std::string("-f between.kvd -o back.stl ") + k_as_is);
         EXPECT_EQ(sorted_corners(dir.read("back.stl")), sorted_corners(dir.read("straight.stl")));
         EXPECT_NE(r.log.find("velmora: aborted before reaching EOF.\n"), std::string::npos);
     }
@@ -79,7 +77,7 @@ TEST(kvd_run, a_model_can_be_reduced_further_in_place)
     const std::string after = dir.read("box.kvd");
     ASSERT_GT(after.size(), 300u);
     EXPECT_LT(tr_count(after), tr_count(before));
-    dir.run(std::string("-f box.kvd -o out.stl ") + k_convert);
+    dir.run(std::string("-f box.kvd -o out.stl ") + k_as_is);
     const std::vector<facet> facets = facets_of(dir.read("out.stl"));
     EXPECT_EQ(open_edges(facets), 0u);
     EXPECT_NEAR(volume_of(facets), 27.0, 1e-3);
@@ -89,18 +87,18 @@ TEST(kvd_run, standard_streams_carry_models)
 {
     const run_folder dir;
     const std::string model = box_model(dir);
-    dir.run(std::string("-f box.kvd -o named.kvd ") + k_convert);
-    const program_result r = dir.run(std::string("-F m ") + k_convert + "< box.kvd");
+    dir.run(std::string("-f box.kvd -o named.kvd ") + k_as_is);
+    const program_result r = dir.run(std::string("-F m ") + k_as_is + " < box.kvd");
     EXPECT_EQ(r.out, dir.read("named.kvd"));
     EXPECT_NE(r.log.find("wrote output file  \"<stdout>\" : "), std::string::npos);
     EXPECT_EQ(r.log.find("EOF"), std::string::npos) << "the input was read to its end";
-    EXPECT_EQ(dir.run(std::string("-F m ") + k_convert + "< box.kvd | cat").out, r.out);
+    EXPECT_EQ(dir.run(std::string("-F m ") + k_as_is + " < box.kvd | cat").out, r.out);
     EXPECT_FALSE(dir.has("<stdin>") || dir.has("<stdout>"));
 
     std::string wrong = model;
     set_tr_word(&wrong, 0, 4, 0x7FFFFFFF);
     dir.write("wrong.kvd", wrong);
-    const program_result early = dir.run(std::string("-F m ") + k_convert + "< wrong.kvd");
+    const program_result early = dir.run(std::string("-F m ") + k_as_is + " < wrong.kvd");
     EXPECT_NE(early.log.find("aborted before reaching EOF"), std::string::npos)
         << "what was read ahead does not count";
 }
@@ -113,7 +111,7 @@ TEST(kvd_run, a_wrong_file_gives_no_output_and_no_number)
     for (const std::string& bytes :
          {no_vertex, dir.read("box.kvd") + "x", std::string("solid no")}) {
         dir.write("wrong.kvd", bytes);
-        const program_result r = dir.run(std::string("-f wrong.kvd -o out.kvd ") + k_convert);
+        const program_result r = dir.run(std::string("-f wrong.kvd -o out.kvd ") + k_as_is);
         EXPECT_EQ(r.status, 0);
         EXPECT_NE(r.log.find("error number 0.\nvelmora: aborted before reaching EOF.\n"),
                   std::string::npos);

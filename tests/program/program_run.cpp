@@ -1,6 +1,7 @@
 #include "program/program_run.h"
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -84,6 +85,17 @@ std::vector<facet> facets_of(const std::string& stl)
         facets.push_back(f);
     }
     return facets;
+}
+
+bool has_nan(const std::string& stl)
+{
+    for (std::size_t at = 84; at + 50 <= stl.size(); at += 50) {
+        float numbers[12];
+        std::memcpy(numbers, stl.data() + at, sizeof numbers);
+        for (const float number : numbers)
+            if (std::isnan(number)) return true;
+    }
+    return false;
 }
 
 std::string ascii_stl(const std::vector<facet>& facets)

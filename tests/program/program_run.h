@@ -43,11 +43,12 @@ struct facet {
 /// A binary STL file of these facets.
 std::string binary_stl(const std::vector<facet>& facets);
 
-/// The facets of a binary STL file.
-std::vector<facet> facets_of(const std::string& stl);
-
 /// The same as text.
 std::string ascii_stl(const std::vector<facet>& facets);
+
+/// The facets of a binary STL file, and whether any of its numbers is NaN, normals included.
+std::vector<facet> facets_of(const std::string& stl);
+bool has_nan(const std::string& stl);
 
 /// The surface of a box with every face cut into n by n squares of two triangles each; closed and
 /// wound outwards.

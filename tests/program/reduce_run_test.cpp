@@ -132,19 +132,9 @@ TEST(reduce_run, in_place_keeps_the_original_under_its_name_with_a_tilde)
     const run_folder dir;
     const std::string model = binary_stl(box_mesh(2, 2, 2, 4));
     dir.write("part.stl", model);
-    ASSERT_EQ(dir.run(file_options("part.stl", "=") + k_mode_1).status, 0);
+    ASSERT_EQ(dir.run(file_options("part", "= -F b") + k_mode_1).status, 0);
     EXPECT_EQ(dir.read("part.stl~"), model);
     EXPECT_LT(dir.read("part.stl").size(), model.size());
-}
-
-TEST(reduce_run, angle_mode_without_an_angle_writes_the_input_mesh)
-{
-    const run_folder dir;
-    const std::vector<facet> facets = sheet_mesh(4, 4);
-    dir.write("in.stl", binary_stl(facets));
-    const program_result r = dir.run(file_options("in.stl", "out.stl") + "-r 1 -c 0.5 -q 4");
-    EXPECT_EQ(r.log.find("reduced form"), std::string::npos);
-    EXPECT_EQ(facets_of(dir.read("out.stl")).size(), facets.size());
 }
 
 TEST(reduce_run, removed_file_tells_where_vertices_went)
@@ -160,13 +150,6 @@ TEST(reduce_run, removed_file_tells_where_vertices_went)
         EXPECT_TRUE(std::equal(f.corners[0], f.corners[0] + 3, f.corners[2]));
 }
 
-struct bad_input_case {
-    const char* name;
-    std::string bytes;
-    const char* log_holds;
-    std::size_t facets; // that come out
-};
-
 TEST(reduce_run, what_stood_before_a_fault_is_processed)
 {
     const std::string whole = binary_stl(box_mesh(2, 2, 2, 8));
@@ -175,14 +158,19 @@ TEST(reduce_run, what_stood_before_a_fault_is_processed)
     std::memcpy(nan.data() + 84 + 50 * 200 + 12, &bad, 4);
     std::string many = whole;
     many[81] = 'x';
-    const bad_input_case cases[] = {
+    struct {
+        const char* name;
+        std::string bytes;
+        const char* log_holds;
+        std::size_t facets; // that come out
+    } const cases[] = {
         {"nothing", "", "velmora(info): 0 triangles read.\n", 0},
         {"only a header", whole.substr(0, 84), "too few triangles.\n", 0},
         {"half a record", whole.substr(0, 84 + 50 * 300 + 20), "premature EOF", 300},
         {"not a number", nan, "velmora(WARNING): floating-point value is NaN.\n", 200},
         {"a count too large", many, "velmora(WARNING): too few triangles.\n", 768},
     };
-    for (const bad_input_case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const run_folder dir;
         dir.write("in.stl", c.bytes);
@@ -191,18 +179,6 @@ TEST(reduce_run, what_stood_before_a_fault_is_processed)
         EXPECT_NE(r.log.find(c.log_holds), std::string::npos) << r.log;
         EXPECT_EQ(facets_of(dir.read("out.stl")).size(), c.facets);
     }
-}
-
-TEST(reduce_run, exit_status_tells_option_errors_alone)
-{
-    const run_folder dir;
-    dir.write("in.stl", "rubbish");
-    EXPECT_EQ(dir.run("").status, 255);
-    EXPECT_EQ(dir.run("-V 0 -a 99 -q x").status, 255);
-    EXPECT_EQ(dir.run("-V 0 -a 99").status, 0);
-    EXPECT_EQ(dir.run("-f nowhere.stl -r 1 -c 0 -q 1").status, 255);
-    EXPECT_EQ(dir.run("-f in.stl -o o -r 1 -c 0").status, 255);
-    EXPECT_EQ(dir.run("-f in.stl -o o -r 1 -c 0 -q 1").status, 0);
 }
 
 } // namespace
