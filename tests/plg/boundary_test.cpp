@@ -1,10 +1,12 @@
 #include "mesh/cell_tree.h"
 #include "mesh/memory.h"
+#include "mesh/tolerances.h"
 #include "mesh_fixture.h"
 #include "plg/boundary.h"
 #include "plg/plg.h"
 #include "plg/tr_edges.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -12,25 +14,13 @@ namespace velmora {
 
 namespace {
 
-// A mesh whose common edges are linked, and what the tracing makes of it.
+// A mesh, and the polygons that were made of it.
 struct traced_mesh : mesh_fixture {
     using mesh_fixture::mesh_fixture;
 
     ~traced_mesh()
     {
         plg_list_free(&topo.plg_list);
-    }
-
-    /// Links the triangles listed as "abc-cbd ...".
-    void link_all(const std::string& pairs)
-    {
-        for (std::size_t at = 0; at < pairs.size(); at += 8)
-            link(pairs.substr(at, 3), pairs.substr(at + 4, 3));
-    }
-
-    bool trace()
-    {
-        return trace_boundaries(&err, &ctx) == stage_ok;
     }
 
     /// The polygons, front to back, by the letters of their points' vertices.
@@ -42,16 +32,6 @@ struct traced_mesh : mesh_fixture {
             for (std::uint32_t i = 0; i < c->plg.points.count; ++i)
                 all += letter_at(c->plg.points[i].pnt);
         }
-        return all;
-    }
-
-    /// The triangles of the front polygon's segments.
-    std::string sources() const
-    {
-        std::string all;
-        const plg_rec& plg = topo.plg_list->plg;
-        for (std::uint32_t i = 0; i < plg.segs.count; ++i)
-            all += (all.empty() ? "" : " ") + name(rec(plg.segs[i].source).tr);
         return all;
     }
 
@@ -69,21 +49,13 @@ struct traced_mesh : mesh_fixture {
 
 constexpr const char* k_quad = "a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0";
 
-//   g--h--i      The middle of a plate of 3 x 3 points is open at e: four quads round it, of which
-//   |  |  |      the two at c and g are left out.
-//   d--e--f
-//   |  |  |
-//   a--b--c
-constexpr const char* k_plate = "a 0 0 0  b 1 0 0  c 2 0 0  d 0 1 0  e 1 1 0  f 2 1 0  "
-                                "g 0 2 0  h 1 2 0  i 2 2 0";
-
 } // namespace
 
 TEST(boundary, points_lead_back_to_their_vertices)
 {
     traced_mesh m(k_quad, "abc bdc");
     m.link("abc", "bdc");
-    ASSERT_TRUE(m.trace());
+    ASSERT_EQ(trace_boundaries(&m.err, &m.ctx), stage_ok);
     plg_rec* plg = &m.topo.plg_list->plg;
     const std::string points = m.polygons();
     for (std::uint32_t i = 0; i < plg->points.count; ++i)
@@ -97,47 +69,50 @@ TEST(boundary, points_lead_back_to_their_vertices)
     EXPECT_EQ(plg_point_vtx(plg, 4), m.vtx('a'));
 }
 
-TEST(boundary, lone_triangles_are_listed_and_start_nothing)
+TEST(polygon, grows_at_both_ends_in_any_turn)
 {
-    traced_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0  e 5 0 0  f 6 0 0  g 5 1 0", "efg abc bdc");
-    m.link("abc", "bdc");
-    EXPECT_TRUE(m.trace());
-    EXPECT_EQ(m.topo.lone_count, 1);
-    ASSERT_EQ(m.topo.lone_list.count, 1u);
-    EXPECT_EQ(m.name(rec(list_at(m.topo.lone_list, 0)).tr), "efg");
-    EXPECT_EQ(m.topo.plg_count, 1);
-    EXPECT_EQ(m.at("efg").flags & (tr_prob_31 | tr_on_boundary), 0u);
-    EXPECT_TRUE(m.counts_are_exact());
+    plg_cell* list = nullptr;
+    plg_rec* plg = &plg_list_push(&list)->plg;
+    for (std::uint32_t i = 1; i <= 100; ++i) {
+        const float x = static_cast<float>(i);
+        ASSERT_TRUE(plg_add_point(plg, {{x, 0.0f, 0.0f}, 0.0f, k_traced_point}));
+        ASSERT_TRUE(plg_add_seg(plg, {i}));
+        if (i % 3 != 0) continue;
+        ASSERT_TRUE(plg_insert_point(plg, {{-x, 0.0f, 0.0f}, 0.0f, k_traced_point}));
+        ASSERT_TRUE(plg_insert_seg(plg, {i}));
+    }
+    ASSERT_EQ(plg->points.count, 133u);
+    for (std::uint32_t i = 0; i < 133; ++i) {
+        const std::uint32_t source = i < 33 ? 99 - 3 * i : i - 32;
+        EXPECT_EQ(plg->segs[i].source.i, source);
+        EXPECT_EQ(std::fabs(plg->points[i].pnt[0]), static_cast<float>(source));
+    }
+    EXPECT_LE(plg->points.capacity, 4 * plg->points.count);
+    plg_list_free(&list);
 }
 
-TEST(boundary, rim_that_passes_a_vertex_twice_is_split_there)
+// Of points on a line; the middle one lies far off.
+TEST(polygon, is_closed_from_three_points_on_within_the_tolerance)
 {
-    traced_mesh m(k_plate, "abe aed efi eih");
-    m.link_all("abe-aed efi-eih");
-    EXPECT_TRUE(m.trace());
-    // One walk round both quads, cut at e: each loop stands as a polygon of its own.
-    EXPECT_EQ(m.topo.plg_count, 2);
-    for (const plg_cell* c = m.topo.plg_list; c; c = c->next) {
-        EXPECT_EQ(c->plg.points.count, 5u);
-        EXPECT_TRUE(plg_is_closed(c->plg));
+    struct {
+        std::uint32_t count;
+        float last;
+        bool closed;
+    } const cases[] = {
+        {0, 0, false}, {2, 0, false}, {3, 0, true}, {3, 0.125f, true}, {3, 0.1875f, false}};
+    merge_tol = 0.125f;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        plg_cell* list = nullptr;
+        plg_rec* plg = &plg_list_push(&list)->plg;
+        for (std::uint32_t i = 0; i < c.count; ++i) {
+            const float x = i + 1 == c.count ? c.last : 3.0f * static_cast<float>(i);
+            ASSERT_TRUE(plg_add_point(plg, {{x, 0.0f, 0.0f}, 0.0f, k_traced_point}));
+        }
+        EXPECT_EQ(plg_is_closed(*plg), c.closed);
+        plg_list_free(&list);
     }
-    EXPECT_EQ(m.flag_count(tr_on_boundary), 4u);
-}
-
-// Across the gap the triangles are neighbours, but their corners lie apart: b against e, c against
-// f. The boundary is not followed over it however small it is, since only equal places join.
-TEST(boundary, gap_stays_open)
-{
-    for (const float gap : {0.25f, 1e-7f}) {
-        traced_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0  e 1 0 0  f 0 1 0", "abc edf");
-        m.move('e', 0.0f, 0.0f, gap);
-        m.move('f', 0.0f, 0.0f, gap);
-        m.at("abc").nbr[1] = m.tr("edf");
-        m.at("edf").nbr[2] = m.tr("abc");
-        EXPECT_TRUE(m.trace());
-        EXPECT_EQ(m.polygons(), "edf cab");
-        EXPECT_EQ(m.topo.plg_count, 2);
-    }
+    merge_tol = k_default_merge_tol;
 }
 
 struct join_case {

@@ -2,7 +2,6 @@
 #include "mesh/vec.h"
 #include "plg/split.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
@@ -35,55 +34,6 @@ static plg_cell* make_list(const std::vector<std::string>& texts)
         }
     }
     return list;
-}
-
-// The polygons, front to back, each as its points' letters; `from` tells which letters stand where.
-static std::string letters(const plg_cell* list, const std::string& from)
-{
-    std::string all;
-    for (; list; list = list->next) {
-        if (!all.empty()) all += ' ';
-        for (std::uint32_t i = 0; i < list->plg.points.count; ++i)
-            all += from[static_cast<std::size_t>(list->plg.points[i].weight)];
-    }
-    return all;
-}
-
-struct split_case {
-    const char* name;
-    const char* plg;
-    const char* pieces;
-};
-
-static const split_case split_cases[] = {
-    {"too short", "aba", "aba"},
-    {"closed without repeats", "abca", "abca"},
-    {"the closing point is no repeat", "abcdea", "abcdea"},
-    {"a neighbour is no repeat", "abbca", "abbca"},
-    {"last but one is the last that counts", "abab", "aba ab"},
-    {"open, with a loop", "abcdbe", "bcdb abe"},
-    {"a figure of eight", "abcadea", "abca adea"},
-    {"a clover at one point", "abcadeafga", "adea afga abca"},
-    {"loop within a loop", "abcdcebfa", "cdc bceb abfa"},
-    {"a repeat that a cut brings next to its twin", "abcbbda", "bcb abbda"},
-    {"first point first, nearest repeat first", "abcabca", "abca abca"},
-    {"crossing repeats", "abcdbeca", "bcdb abeca"},
-    {"both zeros are one", "aocOb", "ocO aob"},
-    {"no number is never equal", "a?b?c?a", "a?b?c?a"},
-};
-
-TEST(split, cuts_at_the_first_repeat_until_none_is_left)
-{
-    for (const split_case& c : split_cases) {
-        SCOPED_TRACE(c.name);
-        plg_cell* list = make_list({c.plg});
-        std::int32_t count = 1;
-        EXPECT_TRUE(plg_split_all(&list, &count));
-        const std::string pieces = letters(list, c.plg);
-        EXPECT_EQ(pieces, c.pieces);
-        EXPECT_EQ(count, 1 + std::count(pieces.begin(), pieces.end(), ' '));
-        plg_list_free(&list);
-    }
 }
 
 namespace {

@@ -9,6 +9,7 @@
 #include "plg/boundary.h"
 #include "plg/split.h"
 #include "plg/tr_edges.h"
+#include "random_trs.h"
 
 #include <bit>
 #include <gtest/gtest.h>
@@ -98,7 +99,7 @@ struct plain_trace {
 };
 
 // Points on a small grid, so that many corners meet and some are not even numbers.
-std::vector<mesh_fixture::point> random_points(std::mt19937* random)
+std::vector<mesh_fixture::point> close_points(std::mt19937* random)
 {
     std::vector<mesh_fixture::point> points(20 + (*random)() % 100);
     for (mesh_fixture::point& p : points)
@@ -107,15 +108,6 @@ std::vector<mesh_fixture::point> random_points(std::mt19937* random)
     if ((*random)() % 3 == 0) points[0][1] = std::numeric_limits<float>::quiet_NaN();
     if ((*random)() % 3 == 0) points[1][0] = -0.0f;
     return points;
-}
-
-std::vector<mesh_fixture::corners> random_triangles(std::mt19937* random, std::size_t points)
-{
-    std::vector<mesh_fixture::corners> triangles(30 + (*random)() % 200);
-    for (mesh_fixture::corners& c : triangles)
-        for (int& i : c)
-            i = static_cast<int>((*random)() % points);
-    return triangles;
 }
 
 // Half of the slots hold some neighbour, answered or not: the tracing asks only whether one is
@@ -134,21 +126,6 @@ void move_some_points(std::mt19937* random, mesh_fixture* m)
         const tr_rec& tr = rec(m->trs[(*random)() % m->trs.size()]);
         rec(tr.vtx[(*random)() % 3]).pos[(*random)() % 3] += 1.0f;
     }
-}
-
-// Leaves of a few triangles each.
-void deepen_tree(mesh_fixture* m, std::uint32_t list_len)
-{
-    obj_list chain = {};
-    std::uint32_t count = 0;
-    ++m->ctx.visit_stamp;
-    ASSERT_TRUE(tree_collect(m->ctx.root, &chain, &count, &m->ctx));
-    const aabb box = rec(m->ctx.root).box;
-    cell_tree_free(&m->ctx);
-    m->ctx.root = cell_tree_new(box, list_len, 9, 0, &m->ctx);
-    for (const obj_h o : chain)
-        ASSERT_TRUE(tree_add(o, nullptr, &m->ctx));
-    list_free(&chain);
 }
 
 void expect_same_list(const plg_cell* found, const plg_cell* expected)
@@ -175,12 +152,14 @@ TEST(trace_order, is_that_of_searching_the_tree_for_each_step)
 {
     std::mt19937 random(11);
     int grown_at_start = 0;
-    for (int round = 0; round < 150; ++round) {
+    for (unsigned round = 0; round < 150; ++round) {
         SCOPED_TRACE(round);
-        const std::vector<mesh_fixture::point> points = random_points(&random);
-        mesh_fixture m(points, random_triangles(&random, points.size()));
+        const std::vector<mesh_fixture::point> points = close_points(&random);
+        const auto places = static_cast<unsigned>(points.size());
+        mesh_fixture m(points,
+                       random_trs(round, places, static_cast<unsigned>(30 + random() % 200)));
         random_links(&random, &m);
-        deepen_tree(&m, 2 + static_cast<std::uint32_t>(random() % 20));
+        m.fill_tree(2 + static_cast<std::uint32_t>(random() % 20));
         if (round % 3 == 0) move_some_points(&random, &m);
         if (round % 4 == 0) merge_tol = 1.25f;
         testing::internal::CaptureStderr();
@@ -192,6 +171,9 @@ TEST(trace_order, is_that_of_searching_the_tree_for_each_step)
         plain.polygons(m.ctx.root);
         ASSERT_TRUE(plg_split_all(&plain.list, &plain.count));
         const std::string plain_log = testing::internal::GetCapturedStderr();
+        std::size_t seen = 0; // those that stand alone, and those that joined a polygon
+        for (const tr_h t : m.trs)
+            seen += rec(rec(t).cell).stamp == m.ctx.visit_stamp;
 
         testing::internal::CaptureStderr();
         EXPECT_EQ(trace_boundaries(&m.err, &m.ctx), stage_ok);
@@ -202,6 +184,7 @@ TEST(trace_order, is_that_of_searching_the_tree_for_each_step)
         ASSERT_EQ(m.topo.lone_list.count, plain.lone.size());
         for (std::uint32_t i = 0; i < plain.lone.size(); ++i)
             EXPECT_EQ(m.topo.lone_list.items[i], plain.lone[i]);
+        EXPECT_EQ(m.flag_count(tr_prob_31 | tr_on_boundary), seen - plain.lone.size());
         grown_at_start += plain.grown_at_start;
         plg_list_free(&plain.list);
         plg_list_free(&m.topo.plg_list);
