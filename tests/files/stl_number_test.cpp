@@ -28,27 +28,11 @@ static std::string library_fixed(float value)
 TEST(stl_number, fixed_text_is_the_librarys_at_the_seams)
 {
     // Ties at the seventh decimal are odd multiples of 2^-7 and finer, whose digits end in a 5.
-    for (const float value : {0.0f,
-                              1.0f,
-                              0.5e-6f,
-                              1.0e-6f,
-                              0.0078125f,
-                              0.0234375f,
-                              0.00390625f,
-                              2.00390625f,
-                              0.1f,
-                              999999.5f,
-                              8388607.5f,
-                              8796092497920.0f,
-                              8796093022208.0f,
-                              17592186044416.0f,
-                              FLT_MIN,
-                              FLT_TRUE_MIN,
-                              FLT_MAX,
-                              1e10f,
-                              9.9999995e-1f,
-                              INFINITY,
-                              NAN}) {
+    const float seams[] = {0.0f,       0.5f,           0.1f,     1.0f,    1e-6f,          0.5e-6f,
+                           1e10f,      0x1p-7f,        0x3p-7f,  0x1p-8f, 0x201p-8f,      999999.5f,
+                           8388607.5f, 0x1.fffffep42f, 0x1p43f,  0x1p44f, 0x1.fffffep-1f, FLT_MIN,
+                           FLT_MAX,    FLT_TRUE_MIN,   INFINITY, NAN};
+    for (const float value : seams) {
         EXPECT_EQ(fixed(value), library_fixed(value));
         EXPECT_EQ(fixed(-value), library_fixed(-value));
     }
