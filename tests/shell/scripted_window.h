@@ -20,26 +20,91 @@ class scripted_window : public dialog_window {
     std::vector<std::string> record;        ///< what was done, in words
     int waits = 0;                          ///< calls of wait_for_event
 
-    /// The enabled buttons, such as "Pause Stop".
-    std::string buttons() const;
-    const std::string& text(int id) const;
     int bar = -1;
     bool visible = false;
     std::string title;
 
-    window_result open(click_target* target) override;
-    void set_title(const char* text) override;
-    void set_text(int id, const char* text) override;
-    void enable(int id, bool on) override;
-    void set_bar(int percent) override;
-    void show() override;
-    void hide() override;
-    void handle_pending() override;
-    bool wait_for_event() override;
-    void message_box(const char* text) override;
+    /// The enabled buttons, such as "Pause Stop".
+    std::string buttons() const
+    {
+        std::string names;
+        const std::pair<int, const char*> all[] = {
+            {DLG_PAUSE, "Pause"}, {DLG_RESUME, "Resume"}, {DLG_STOP, "Stop"}};
+        for (const auto& [id, name] : all) {
+            const auto found = enabled_.find(id);
+            if (found == enabled_.end() || !found->second) continue;
+            if (!names.empty()) names += " ";
+            names += name;
+        }
+        return names;
+    }
+
+    const std::string& text(int id) const
+    {
+        return texts_.at(id);
+    }
+    window_result open(click_target* target) override
+    {
+        target_ = target;
+        record.push_back("open");
+        if (open_results.empty()) return window_result::open;
+        const window_result result = open_results.front();
+        open_results.pop_front();
+        return result;
+    }
+    void set_title(const char* text) override
+    {
+        title = text;
+    }
+    void set_text(int id, const char* text) override
+    {
+        texts_[id] = text;
+    }
+    void enable(int id, bool on) override
+    {
+        enabled_[id] = on;
+    }
+    void set_bar(int percent) override
+    {
+        bar = percent;
+    }
+    void show() override
+    {
+        visible = true;
+        record.push_back("show");
+    }
+    void hide() override
+    {
+        visible = false;
+        record.push_back("hide");
+    }
+    void handle_pending() override
+    {
+        play_step();
+    }
+    bool wait_for_event() override
+    {
+        ++waits;
+        if (script.empty()) return false;
+        play_step();
+        return true;
+    }
+    void message_box(const char* text) override
+    {
+        record.push_back(std::string("box: ") + text);
+    }
 
   private:
-    void play_step();
+    void play_step()
+    {
+        if (script.empty()) return;
+        const std::vector<int> clicks = script.front();
+        script.pop_front();
+        for (const int id : clicks) {
+            target_->clicked(id);
+            record.push_back("clicked " + std::to_string(id) + ": " + buttons());
+        }
+    }
 
     click_target* target_ = nullptr;
     std::map<int, std::string> texts_;
