@@ -5,7 +5,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -18,13 +17,12 @@ using edge = std::pair<point, point>;
 
 struct shape_case {
     shape_kind kind;
-    std::uint64_t components;
     std::uint32_t checksum; // of all corners of the model of 5000 triangles with the seed 7
 };
 
 constexpr shape_case k_cases[] = {
-    {shape_sphere, 1, 0xe1b3c7e8u}, {shape_plate, 1, 0x9f4a21a6u}, {shape_bracket, 1, 0x79eb76b9u},
-    {shape_town, 78, 0x8187ec8eu},  {shape_flat, 1, 0xfca55775u},  {shape_fan, 1, 0xf4249c5du},
+    {shape_sphere, 0xe1b3c7e8u}, {shape_plate, 0x9f4a21a6u}, {shape_bracket, 0x79eb76b9u},
+    {shape_town, 0x8187ec8eu},   {shape_flat, 0xfca55775u},  {shape_fan, 0xf4249c5du},
 };
 
 point corner(const triangle& tr, int i)
@@ -52,15 +50,6 @@ double volume(const std::vector<triangle>& trs)
         }
     }
     return six / 6.0;
-}
-
-std::uint64_t distinct_points(const std::vector<triangle>& trs)
-{
-    std::set<point> points;
-    for (const triangle& tr : trs)
-        for (int i = 0; i < 3; ++i)
-            points.insert(corner(tr, i));
-    return points.size();
 }
 
 std::uint32_t checksum(const std::vector<triangle>& trs)
@@ -101,18 +90,6 @@ TEST(shapes, are_closed_and_wound_outward)
     }
 }
 
-// By Euler's formula a closed surface of e edges and t = 2/3 e triangles has t/2 + 2 points for
-// each component without a tunnel, and two fewer for each tunnel.
-TEST(shapes, have_the_components_and_holes_they_promise)
-{
-    for (const shape_case& c : k_cases) {
-        SCOPED_TRACE(shape_name(c.kind));
-        const model m = make_model(c.kind, 5000, 7);
-        const std::uint64_t tunnels = c.kind == shape_plate ? 24 : 0;
-        EXPECT_EQ(distinct_points(all_triangles(m)), m.count / 2 + 2 * c.components - 2 * tunnels);
-    }
-}
-
 TEST(shapes, come_near_the_wanted_count)
 {
     for (const shape_case& c : k_cases) {
@@ -132,13 +109,6 @@ TEST(shapes, are_the_same_numbers_everywhere)
     }
 }
 
-TEST(shapes, differ_by_their_seed)
-{
-    const model one = make_model(shape_sphere, 1000, 1);
-    const model two = make_model(shape_sphere, 1000, 2);
-    EXPECT_NE(checksum(all_triangles(one)), checksum(all_triangles(two)));
-}
-
 TEST(shapes, shuffling_takes_every_triangle_once)
 {
     for (const std::uint64_t wanted : {1u, 5000u, 20000u}) {
@@ -155,18 +125,6 @@ TEST(shapes, shuffling_takes_every_triangle_once)
         }
         EXPECT_LT(in_place, m.count / 10 + 1);
     }
-}
-
-// Most of the town stands on a thousandth of its ground.
-TEST(shapes, crowd_the_town)
-{
-    const model m = make_model(shape_town, 40000, 1);
-    std::uint64_t in_centre = 0;
-    for (std::uint64_t i = 0; i < m.count; ++i) {
-        const triangle tr = model_triangle(m, i);
-        if (tr.vtx[0][1] < 11.5f) ++in_centre;
-    }
-    EXPECT_NEAR(static_cast<double>(in_centre) / static_cast<double>(m.count), 0.9, 0.01);
 }
 
 } // namespace velmora::bench
