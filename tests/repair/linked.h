@@ -7,27 +7,14 @@
 #include "mesh_fixture.h"
 
 #include <cstdlib>
-#include <map>
-#include <utility>
 #include <vector>
 
 namespace velmora {
 
-/// Links the triangles of every edge that has exactly two users.
+/// Links the triangles of every edge.
 inline void link_all(mesh_fixture* m)
 {
-    std::map<std::pair<std::uint32_t, std::uint32_t>, std::vector<std::pair<tr_h, int>>> users;
-    for (const tr_h t : m->trs)
-        for (int i = 0; i < 3; ++i) {
-            const std::uint32_t a = rec(t).vtx[i].i;
-            const std::uint32_t b = rec(t).vtx[next3(i)].i;
-            users[{std::min(a, b), std::max(a, b)}].push_back({t, i});
-        }
-    for (const auto& [edge, who] : users) {
-        if (who.size() != 2) continue;
-        rec(who[0].first).nbr[who[0].second] = who[1].first;
-        rec(who[1].first).nbr[who[1].second] = who[0].first;
-    }
+    m->link_all();
 }
 
 /// Limits for what is inserted from now on: leaves that are longer split then, under the feet of
