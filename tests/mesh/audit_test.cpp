@@ -8,33 +8,6 @@ namespace velmora {
 
 static const char* const k_quad = "a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0";
 
-TEST(audit, every_holder_is_found)
-{
-    mesh_fixture m(k_quad, "abc acd");
-    EXPECT_TRUE(m.counts_are_exact());
-    EXPECT_EQ(m.tr_count(), 2u);
-    EXPECT_EQ(m.vtx_count(), 4u);
-
-    obj_list chain = {};
-    ASSERT_TRUE(list_push(&chain, m.obj("abc")));
-    ASSERT_TRUE(list_push(&chain, m.obj("abc")));
-    EXPECT_TRUE(m.counts_are_exact({&chain}));
-
-    count_audit audit;
-    const vtx_h v = vtx_ref(m.vtx('d'));
-    const tr_h t = tr_ref(m.tr("acd"));
-    ASSERT_TRUE(audit_open(&audit, &m.ctx));
-    EXPECT_EQ(audit.listed_objs, 2u);
-    audit_list(&audit, chain);
-    audit_vtx(&audit, v);
-    audit_tr(&audit, t);
-    EXPECT_EQ(audit_close(&audit, stderr), 0u);
-
-    vtx_release(v);
-    tr_release(t);
-    list_free(&chain);
-}
-
 TEST(audit, one_spoiled_count_is_one_fault)
 {
     mesh_fixture m(k_quad, "abc acd");
