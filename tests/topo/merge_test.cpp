@@ -127,51 +127,6 @@ struct random_soup {
 
 } // namespace
 
-struct weld_case {
-    const char* name;
-    float gap[3];
-    std::uint32_t vtx_left;
-};
-
-// Gaps are sums of powers of two, so that each is exact in float.
-static const weld_case weld_cases[] = {
-    {"same place", {0, 0, 0}, 4},
-    {"exactly at the bound on all axes", {0.125f, -0.125f, 0.125f}, 4},
-    {"past the bound on one axis", {0.0f, 0.1875f, 0.0f}, 5},
-    {"the last bit past the bound", {0.12500012f, 0.0f, 0.0f}, 5},
-};
-
-TEST(merge, bound_is_closed_and_taken_per_axis)
-{
-    for (const weld_case& c : weld_cases) {
-        SCOPED_TRACE(c.name);
-        topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0  e 1 0 0  f 0 1 0", "abc edf", soup);
-        m.set_merge_tol(0.125f);
-        m.move('e', c.gap[0], c.gap[1], c.gap[2]);
-        merge(&m);
-        EXPECT_EQ(m.vtx_count(), c.vtx_left);
-    }
-}
-
-TEST(merge, no_tolerance_still_merges_equal_points)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 1 1 0", "abc bdc", soup);
-    m.set_merge_tol(0.0f);
-    merge(&m);
-    EXPECT_EQ(m.vtx_count(), 4u);
-}
-
-// In the leaf's list the first triangle stands first.
-TEST(merge, later_object_wins_a_tie_and_more_users_win_otherwise)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -1 0  e 0 0 1", "abc abd abe", soup);
-    const vtx_h of_second = m.corner("abd", 'a');
-    merge(&m);
-    EXPECT_EQ(m.corner("abc", 'a'), of_second);
-    EXPECT_EQ(m.corner("abe", 'a'), of_second);
-    EXPECT_EQ(rec(of_second).refs, 3u);
-}
-
 static void expect_outcome_of_all_pairs(const random_soup& s, unsigned seed)
 {
     std::vector<corner_state> outcome[2];
