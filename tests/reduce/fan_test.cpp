@@ -1,6 +1,7 @@
 #include "mesh/box.h"
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
+#include "random_trs.h"
 #include "reduce/fan.h"
 #include "reduce_fixture.h"
 
@@ -126,21 +127,13 @@ TEST(fan, of_a_removed_vertex_stays_empty)
 TEST(fan, begins_where_a_descent_to_the_vertex_ends)
 {
     std::mt19937 random(5);
-    for (int round = 0; round < 80; ++round) {
-        std::vector<mesh_fixture::point> points(30);
-        for (mesh_fixture::point& p : points)
-            for (float& x : p)
-                x = 0.5f * static_cast<float>(random() % 9);
-        std::vector<mesh_fixture::corners> trs(80);
-        for (mesh_fixture::corners& c : trs)
-            for (int& i : c)
-                i = static_cast<int>(random() % points.size());
-        reduce_mesh m(points, trs);
+    for (unsigned round = 0; round < 80; ++round) {
+        reduce_mesh m(random_points(round, 30), random_trs(round, 30, 80));
         for (const tr_h t : m.trs)
             for (tr_h& slot : rec(t).nbr)
                 slot = {};
-        m.fill_tree(2 + static_cast<std::uint32_t>(round) % 6);
-        for (int i = 0; i < round % 4; ++i)
+        m.fill_tree(2 + round % 6);
+        for (unsigned i = 0; i < round % 4; ++i)
             rec(rec(m.trs[random() % 80]).vtx[0]).pos[round % 3] += 0.5f;
         if (round % 2) m.ctx.longest_list = 5000; // the search goes the way of crowded trees
         m.enter();

@@ -85,18 +85,4 @@ TEST(line, may_have_a_third_edge_but_no_second_line)
     }
 }
 
-TEST(line, is_not_there_at_the_corners_of_a_cube)
-{
-    reduce_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0  e 0 0 1  f 1 0 1  g 1 1 1  h 0 1 1",
-                  "acb adc abf afe bcg bgf cdh chg dae deh efg egh");
-    m.params.angle_tol = 0.5;
-    m.params.dist_tol = 10.0;
-    m.classify();
-    EXPECT_EQ(m.all_of(vtx_closed).size(), 8u);
-    EXPECT_NEAR(m.info('g').fan_dot_min, 0.0, 1e-7);
-    const pass_counts counts = m.reduce();
-    EXPECT_EQ(counts.line + counts.plane, 0u);
-    EXPECT_EQ(m.all_of(vtx_locked).size(), 8u);
-}
-
 } // namespace velmora
