@@ -42,11 +42,7 @@ TEST(stl_ascii, endings)
         {"0xFF ends a clean file", solid + "endsolid\n\xff rubbish", 1, stl_err_none},
         {"a sign alone", solid + "facet normal - 0 0", 1, stl_err_premature_end},
         {"a sign alone at the end", solid + "facet normal -", 1, stl_err_premature_end},
-        {"not STL at all",
-         std::string("\x7f"
-                     "ELF\0\0\0",
-                     7),
-         0, stl_err_character},
+        {"not STL at all", std::string("\177ELF\0\0\0", 7), 0, stl_err_character},
     };
     for (const ending& e : endings) {
         SCOPED_TRACE(e.name);
@@ -58,11 +54,9 @@ TEST(stl_ascii, endings)
 
 TEST(stl_ascii, case_blanks_and_breaks_mean_nothing)
 {
-    const std::string text =
-        std::string("SOLID n\r\nFacet\tNormal 0\n0\n1 OUTER LOOP\nVERTEX 1 2 3") +
-        " ver\x1atex 4 5\x1a"
-        "5 6 vErTeX 7-8+9" +
-        std::string(1, '\0') + "end\n\nloop END FACET end    solid\n";
+    const std::string text = "SOLID n\r\nFacet\tNormal 0\n0\n1 OUTER LOOP\nVERTEX 1 2 3 "
+                             "ver\032tex 4 5\0325 6 vErTeX 7-8+9" +
+                             std::string(1, '\0') + "end\n\nloop END FACET end    solid\n";
     const read_outcome got = read_text(text);
     ASSERT_EQ(got.tris.size(), 1u);
     EXPECT_EQ(got.error, stl_err_none);
@@ -97,11 +91,7 @@ TEST(stl_ascii, the_name_keeps_eighty_printable_characters)
 {
     const std::string end = "\n" + k_facet + "endsolid";
     EXPECT_EQ(read_text("solid" + end).id, "");
-    EXPECT_EQ(read_text("solid a\tb\x01\xe9"
-                        "c\r" +
-                        end)
-                  .id,
-              " a bc ");
+    EXPECT_EQ(read_text("solid a\tb\x01\351c\r" + end).id, " a bc ");
     EXPECT_EQ(read_text("solid " + std::string(200, 'x') + end).id, " " + std::string(79, 'x'));
 }
 

@@ -166,11 +166,7 @@ static const seg_case seg_cases[] = {
     {"beyond the end", {0, 0, 0}, {4, 0, 0}, {7, 4, 0}, 5.0},
     {"at the start", {1, 2, 3}, {4, 0, 0}, {1, 2, 3}, 0.0},
     {"segment without length", {1, 1, 1}, {1, 1, 1}, {1, 4, 5}, 5.0},
-    {"nearer end of one that has next to none",
-     {1, 0, 0},
-     {1 + 0x1p-23f, 0, 0},
-     {2, 0, 0},
-     1 - 0x1p-23},
+    {"of next to no length", {1, 0, 0}, {1 + 0x1p-23f, 0, 0}, {2, 0, 0}, 1 - 0x1p-23},
     // The double root of a float sum; a vectorised build once kept the sum in double.
     {"narrowed on the way",
      {-2, -1, 2},
