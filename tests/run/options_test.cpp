@@ -289,13 +289,15 @@ TEST_F(options, have_bounds_that_belong_to_them)
     }
 }
 
-TEST_F(options, note_the_merge_tolerance_in_force)
+TEST_F(options, have_defaults_and_note_the_merge_tolerance_in_force)
 {
     merge_tol = 0.25f;
     EXPECT_TRUE(parse_run({}));
     EXPECT_EQ(log, "velmora(info): default 0.250000 point merge tolerance used.\n");
     EXPECT_EQ(opt.merge_tol_opt, 0.25);
     EXPECT_TRUE(is_given(opt, given_merge_tol));
+    EXPECT_EQ(opt.verbosity, 3);
+    EXPECT_EQ(opt.removed_file, stdout);
 }
 
 struct form_case {
@@ -441,6 +443,7 @@ TEST_F(options, never_empty_a_file_that_is_in_use)
     fs::remove("part.stl~");
 
     EXPECT_FALSE(parse_run({"-f", "part.stl", "-o", "=", "-e", "part.stl~"}));
+    EXPECT_TRUE(is_given(opt, output_in_place));
     EXPECT_EQ(content_of("part.stl~"), "the model");
 
     EXPECT_FALSE(parse_run({"-o", "new.stl", "-e", "./new"}));
