@@ -395,9 +395,10 @@ static float larger(float a, float b)
 
 // The line starts behind the plane, or so far on its way that it only gets further away: so does
 // all that the test computes with its unit vector, which is off by less than 1e-4, wherever on the
-// line it starts. The share of the way at which it finds the plane is below 0 then, or beyond 1
-// when it comes from the other end, by more than rounding can hide. Nearly along the plane nothing
-// is sure.
+// line it starts, and from whichever corner: since the index was made another may have become the
+// first, an edge away at most. The share of the way at which it finds the plane is below 0 then, or
+// beyond 1 when it comes from the other end, by more than rounding can hide. Nearly along the plane
+// nothing is sure.
 static bool leaves_plane_behind(const index_line& line, const index_entry& entry)
 {
     float w[3];
@@ -406,7 +407,8 @@ static bool leaves_plane_behind(const index_line& line, const index_entry& entry
     const float pace =
         line.dir[0] * entry.nrm[0] + line.dir[1] * entry.nrm[1] + line.dir[2] * entry.nrm[2];
     const float far_off = std::fabs(w[0]) + std::fabs(w[1]) + std::fabs(w[2]);
-    const float least = static_cast<float>(k_tilt_share) * far_off + 2.0f * line.margin;
+    const float reach = far_off + entry.longest;
+    const float least = static_cast<float>(k_tilt_share) * reach + 2.0f * line.margin;
     const float steepness = std::fabs(pace);
     const float distance = std::fabs(height);
     return (height * pace < 0.0f) & (steepness > static_cast<float>(k_tilt_share)) &

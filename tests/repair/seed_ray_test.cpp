@@ -315,5 +315,29 @@ TEST(ray_index, has_a_triangle_where_its_lost_normal_lets_it_be_met)
     ray_index_free(&index);
 }
 
+// So long and thin a triangle is met above the plane of its tip as far as rounding in the distance
+// to another corner reaches, and which of them comes first changes with the turns of the repairs.
+TEST(ray_index, has_a_triangle_whichever_corner_is_its_first)
+{
+    const mesh_fixture m({{{0x1.6a0b38p-1f, -0x1.6a3206p-1f, 0x1.6a3146p-1f},
+                           {-0x1.76de7ap-1f, 0x1.67f138p-1f, -0x1.67e754p-1f},
+                           {-0x1.6c9a5p-1f, 0x1.6cf1f6p-1f, -0x1.6d5358p-1f}}},
+                         {{{0, 1, 2}}});
+    ray_index index = {};
+    ASSERT_TRUE(ray_index_build(&index));
+    swap_corners(m.trs[0], 0, 1);
+    tr_rec& tr = rec(m.trs[0]);
+    tr_recompute_nrm(&tr, true, nullptr);
+    const float from[3] = {0x1.69be56p-1f, -0x1.69e8p-1f, 0x1.69e436p-1f};
+    const float to[3] = {0x1.69be56p-1f, -0x1.713e84p-1f, 0x1.62c078p-1f};
+    EXPECT_EQ(segment_triangle_class(tr, segment_between(from, to)), crossing_on_boundary);
+    index_line line;
+    ASSERT_TRUE(index_line_between(from, to, 0.0, index, &line));
+    bool found = false;
+    for_each_near_line(index, line, [&](const index_entry&) { return found = true; });
+    EXPECT_TRUE(found);
+    ray_index_free(&index);
+}
+
 } // namespace
 } // namespace velmora
