@@ -48,9 +48,10 @@ void ray_visits_close(ray_visits* visits)
 
 void sum_up_visits(ray_visits* visits)
 {
-    for (std::uint32_t path = visits->end / 2; path-- > 1;)
-        if (visits->seeds[path] == 0)
-            visits->seeds[path] = both(visits->seeds[2 * path], visits->seeds[2 * path + 1]);
+    for (std::uint32_t path = visits->end / 2; path-- > 1;) {
+        const std::uint32_t* const halves = visits->seeds + 2 * std::size_t{path};
+        if (visits->seeds[path] == 0) visits->seeds[path] = both(halves[0], halves[1]);
+    }
 }
 
 bool visited_by_others(const ray_visits& visits, node_h root, obj_h obj)
