@@ -2,6 +2,7 @@
 
 #include "mesh/box.h"
 #include "mesh/folded_cells.h"
+#include "mesh/late_entries.h"
 
 #include <cmath>
 
@@ -42,6 +43,7 @@ void grow_limits(mesh_ctx* ctx)
     ++ctx->max_level;
     ctx->max_list *= 2;
     ctx->grow_limit = tree_grow_limit(ctx->max_list);
+    fold_note_growth(*ctx);
 }
 
 // Every object that touches the cut goes into both halves.
@@ -75,22 +77,38 @@ bool cell_list_add(cell_node* leaf, obj_h obj, mesh_ctx* ctx)
     return true;
 }
 
-bool cell_insert(node_h n, obj_h obj, std::uint32_t level, bool* refused, mesh_ctx* ctx)
+struct insertion {
+    obj_h obj;
+    bool refused; // by the hook
+    obj_h entry;  // that stands for it in folded cells, when one has been met
+    mesh_ctx* ctx;
+};
+
+bool is_refused(node_h n, insertion* job)
+{
+    const mesh_ctx& ctx = *job->ctx;
+    job->refused = ctx.insert_hook && ctx.insert_hook(n, job->obj);
+    return job->refused;
+}
+
+bool cell_insert(node_h n, std::uint32_t level, insertion* job)
 {
     cell_node& node = rec(n);
-    if (!box_overlap(node.box, rec(obj).box)) return true;
+    mesh_ctx* const ctx = job->ctx;
+    const aabb& box = rec(job->obj).box;
+    if (!box_overlap(node.box, box)) return true;
     if (is_leaf(node)) {
-        *refused = ctx->insert_hook && ctx->insert_hook(n, obj);
-        if (*refused) return true;
+        if (is_refused(n, job)) return true;
         if (level > ctx->deepest_level) ctx->deepest_level = level;
         if (node.list.count < ctx->max_list || level >= ctx->max_level)
-            return cell_list_add(&node, obj, ctx);
+            return cell_list_add(&node, job->obj, ctx);
         if (!cell_split(n, level, ctx)) return false;
-    } else if (node.folded && !cell_unfold(n)) {
-        return false;
+    } else if (node.folded) {
+        if (may_come_late(node, box, *ctx))
+            return is_refused(n, job) || fold_add(&node, job->obj, &job->entry);
+        if (!cell_unfold(n)) return false;
     }
-    return cell_insert(node.low, obj, level + 1, refused, ctx) &&
-           cell_insert(node.high, obj, level + 1, refused, ctx);
+    return cell_insert(node.low, level + 1, job) && cell_insert(node.high, level + 1, job);
 }
 
 struct removal {
@@ -284,10 +302,10 @@ bool tree_add(obj_h obj, bool* added, mesh_ctx* ctx)
 {
     ctx->in_order = false;
     grow_limits(ctx);
-    bool refused = false;
-    if (!cell_insert(ctx->root, obj, 0, &refused, ctx)) return false;
-    if (added) *added = !refused;
-    if (!refused) ++ctx->tr_count;
+    insertion job = {obj, false, {}, ctx};
+    if (!cell_insert(ctx->root, 0, &job)) return false;
+    if (added) *added = !job.refused;
+    if (!job.refused) ++ctx->tr_count;
     return true;
 }
 

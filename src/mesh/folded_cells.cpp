@@ -1,5 +1,7 @@
 #include "mesh/folded_cells.h"
 
+#include "mesh/late_entries.h"
+
 #include <cstring>
 
 namespace velmora {
@@ -17,11 +19,6 @@ stream_head head_of(const cell_node& node)
 const aabb& box_of(obj_h entry)
 {
     return the_fold.boxes[entry.i - 1];
-}
-
-std::uint32_t split_length_of(const stream_head& in, const obj_h* stream)
-{
-    return split_length(the_fold.limits, in, [&](std::uint32_t i) { return stream[i].i - 1; });
 }
 
 void forget_stream(cell_node* node)
@@ -94,8 +91,9 @@ obj_h* copy_of_scratch(std::uint32_t count)
 bool hand_down(const cell_node& node, std::uint32_t split, bool high)
 {
     const cell_half half = half_of(node, node.level, high);
-    const stream_head head =
+    const stream_head divided =
         divide_stream(head_of(node), node.list.items, split, half, box_of, the_fold.scratch);
+    const stream_head head = drop_outlived(divided, the_fold.scratch);
     obj_h* const stream = copy_of_scratch(head.count);
     if (stream) settle_child(&rec(high ? node.high : node.low), head, stream);
     return stream != nullptr;
@@ -177,7 +175,7 @@ void cell_fold(node_h n, const stream_head& in, obj_h* stream)
 void fold_keep(aabb* boxes, std::uint32_t count)
 {
     the_fold.boxes = boxes;
-    the_fold.count = count;
+    the_fold.count = the_fold.filled = count;
 }
 
 void fold_name(obj_h* objs)
@@ -192,6 +190,7 @@ void fold_free()
     heap_free(the_fold.scratch);
     heap_free(the_fold.boxes);
     heap_free(the_fold.objs);
+    heap_free(the_fold.gone_at);
     the_fold = {};
     the_fold.torn = torn;
 }
@@ -212,6 +211,7 @@ void fold_take_out(cell_node* node, obj_h obj, bool* gone)
 void fold_forget(obj_h entry)
 {
     the_fold.objs[entry.i - 1] = {};
+    note_gone(entry);
 }
 
 void fold_drop_stamped(cell_node* node, std::uint32_t stamp)
@@ -232,7 +232,7 @@ void fold_drop_stamped(cell_node* node, std::uint32_t stamp)
 void fold_forget_stamped(std::uint32_t stamp)
 {
     for (std::uint32_t k = 0; the_fold.named && k < the_fold.count; ++k)
-        if (the_fold.objs[k] && rec(the_fold.objs[k]).stamp == stamp) the_fold.objs[k] = {};
+        if (the_fold.objs[k] && rec(the_fold.objs[k]).stamp == stamp) fold_forget({k + 1});
 }
 
 void fold_release(cell_node* node)

@@ -17,16 +17,20 @@ namespace velmora {
 
 /// What the streams' numbers mean. There is one tree in a run.
 struct fold_store {
-    aabb* boxes;         ///< by number of the insertion; owned
-    obj_h* objs;         ///< by number: the object, none for one that has left the tree; owned
-    std::uint32_t count; ///< insertions
-    obj_h* scratch;      ///< room for a stream; owned
+    aabb* boxes;            ///< by number of the insertion; owned
+    obj_h* objs;            ///< by number: the object, none for one that has left the tree; owned
+    std::uint32_t* gone_at; ///< by number: how many insertions there had been when it left; null
+                            ///< while nothing has come since the tree was filled; owned
+    std::uint32_t count;    ///< insertions
+    std::uint32_t filled;   ///< of them, the first, came while the tree was filled
+    std::uint32_t capacity; ///< room for numbers, with gone_at
+    obj_h* scratch;         ///< room for a stream; owned
     std::uint32_t scratch_count;
     bool used;          ///< the tree has been filled with folded cells
     bool named;         ///< `objs` is complete: from now on lists have handles, and folded cells
                         ///< hold a reference for each entry whose object is in the tree
     bool torn;          ///< memory ran out while a cell was unfolded: walks have missed objects
-    tree_limits limits; ///< while the tree was filled
+    tree_limits limits; ///< while the tree was filled, and since
 };
 
 extern fold_store the_fold;

@@ -3,6 +3,7 @@
 #include "mesh/box.h"
 #include "mesh/checked.h"
 #include "mesh/folded_cells.h"
+#include "mesh/late_entries.h"
 #include "mesh/leaf_survey.h"
 #include "mesh/memory.h"
 
@@ -30,6 +31,18 @@ struct stream_counts {
     std::uint32_t lived; // so many cells have been seen to hold an object
 };
 
+// What has come late to these cells.
+struct late_counts {
+    std::uint32_t most[k_deepest_level + 1]; // entries that lists can have had since then
+    std::uint32_t came;                      // to so many cells from the first on
+    std::uint32_t lived;                     // so many of them hold one of these
+};
+
+std::uint32_t deepest_level()
+{
+    return the_fold.limits.max_level[the_fold.limits.steps];
+}
+
 bool is_above_cut(const leaf_cell& cell, std::uint32_t level, const float* pt)
 {
     const std::uint32_t axis = level % 3;
@@ -39,9 +52,8 @@ bool is_above_cut(const leaf_cell& cell, std::uint32_t level, const float* pt)
 // Down to a leaf that is known; else the whole way. True when there is one.
 bool find_known(const float* pt, const leaf_map* map, way_down* way)
 {
-    const std::uint32_t deepest = the_fold.limits.max_level[the_fold.limits.steps];
     way->steps = 0;
-    for (std::uint32_t level = way->level; level < deepest; ++level) {
+    for (std::uint32_t level = way->level; level < deepest_level(); ++level) {
         const leaf_cell& cell = way->cells[way->steps];
         const bool high = is_above_cut(cell, level, pt);
         const leaf_cell half = half_cell(cell, level, high);
@@ -71,14 +83,13 @@ void arrive(const way_down& way, std::uint32_t step, std::uint32_t touched, stre
         ++s->split;
 }
 
-// How many cells of the way stand above the leaf: those that split, and hold anything.
-std::uint32_t cells_above_leaf(const cell_node& node, const way_down& way)
+// The first entries, of which nothing had left yet while they came.
+stream_counts count_early(const cell_node& node, std::uint32_t early, const way_down& way)
 {
     const tree_limits& limits = the_fold.limits;
     stream_counts s = {};
     std::uint32_t step = 0;
-    for (std::uint32_t i = 0; i < node.list.count && (s.split < way.steps || s.lived < way.steps);
-         ++i) {
+    for (std::uint32_t i = 0; i < early && (s.split < way.steps || s.lived < way.steps); ++i) {
         const obj_h entry = node.list.items[i];
         const std::uint32_t touched = cells_touched(way, the_fold.boxes[entry.i - 1]);
         if (touched > s.lived && folded_obj(entry)) s.lived = touched;
@@ -88,7 +99,45 @@ std::uint32_t cells_above_leaf(const cell_node& node, const way_down& way)
         for (std::uint32_t k = s.split; k < touched; ++k)
             ++s.counts[k];
     }
-    return s.split < s.lived ? s.split : s.lived;
+    return s;
+}
+
+late_counts count_late(const cell_node& node, std::uint32_t early, const way_down& way)
+{
+    late_counts l = {};
+    for (std::uint32_t i = 0; i < node.list.count; ++i) {
+        const obj_h entry = node.list.items[i];
+        if (!is_there_at(entry, the_fold.filled)) continue;
+        const std::uint32_t touched = cells_touched(way, the_fold.boxes[entry.i - 1]);
+        for (std::uint32_t k = 0; k < touched; ++k)
+            ++l.most[k];
+        if (i < early) continue;
+        if (touched > l.came) l.came = touched;
+        if (touched > l.lived && folded_obj(entry)) l.lived = touched;
+    }
+    return l;
+}
+
+// A cell that had split stays so while it holds an early object. One that has lost all of these, or
+// had not split, may have been split since by what has come late.
+bool is_unsure(const cell_node& node, std::uint32_t early, const way_down& way,
+               const stream_counts& s, std::uint32_t found)
+{
+    if (early == node.list.count) return false;
+    const late_counts l = count_late(node, early, way);
+    if (found < s.split) return found < l.lived;
+    return found < l.came && way.level + found < deepest_level() &&
+           l.most[found] > least_late_split();
+}
+
+// How many cells of the way stand above the leaf: those that split, and hold anything. False when
+// late entries leave that open.
+bool cells_above_leaf(const cell_node& node, std::uint32_t early, const way_down& way,
+                      std::uint32_t* found)
+{
+    const stream_counts s = count_early(node, early, way);
+    *found = s.split < s.lived ? s.split : s.lived;
+    return !is_unsure(node, early, way, s, *found);
 }
 
 const aabb& box_at(const cell_node& node, std::uint32_t i)
@@ -106,23 +155,23 @@ std::uint32_t touch(const aabb& a, const aabb& b)
     return 1 - apart;
 }
 
-bool holds_any(const cell_node& node, const aabb& cell)
+bool holds_any(const cell_node& node, std::uint32_t early, const aabb& cell)
 {
-    for (std::uint32_t i = node.list.count; i-- > 0;)
+    for (std::uint32_t i = early; i-- > 0;)
         if (folded_obj(node.list.items[i]) && touch(cell, box_at(node, i))) return true;
     return false;
 }
 
-// Whether the last cell above the level limit splits, as told by its last object: enough have come
-// before. Most leaves that are folded are so full.
-bool last_splits(const cell_node& node, const way_down& way)
+// Whether the last cell above the level limit splits, as told by its last object that came early:
+// enough have come before. Most leaves that are folded are so full.
+bool last_splits(const cell_node& node, std::uint32_t early, const way_down& way)
 {
     const tree_limits& limits = the_fold.limits;
     const aabb& cell = way.cells[way.steps - 1].box;
-    std::uint32_t end = node.list.count;
+    std::uint32_t end = early;
     while (end > node.handed_down && !touch(cell, box_at(node, end - 1)))
         --end;
-    if (end == node.handed_down) return false;
+    if (end <= node.handed_down) return false;
     const std::uint32_t last = end - 1;
     std::uint32_t step = 0;
     while (step < limits.steps && limits.times[step] < node.list.items[last].i - 1)
@@ -131,7 +180,7 @@ bool last_splits(const cell_node& node, const way_down& way)
     std::uint32_t before = 0;
     for (std::uint32_t i = last; i-- > 0 && before < limits.max_list[step];)
         before += touch(cell, box_at(node, i));
-    return before >= limits.max_list[step] && holds_any(node, cell);
+    return before >= limits.max_list[step] && holds_any(node, early, cell);
 }
 
 void note_search(const cell_node& node, const way_down& way, std::uint32_t found, leaf_map* map)
@@ -143,16 +192,23 @@ void note_search(const cell_node& node, const way_down& way, std::uint32_t found
     searches = k_note_inner;
 }
 
-leaf_cell find_in_folded(const cell_node& node, std::uint32_t path, const float* pt, leaf_map* map)
+// False when late entries leave it open.
+bool find_in_folded(const cell_node& node, std::uint32_t path, const float* pt, leaf_map* map,
+                    leaf_cell* place)
 {
     way_down way;
     way.level = node.level;
     way.cells[0] = {node.box, path};
-    if (find_known(pt, map, &way)) return way.cells[way.steps];
-    const bool is_last = last_splits(node, way);
-    const leaf_cell& found = way.cells[is_last ? way.steps : cells_above_leaf(node, way)];
-    if (map) note_search(node, way, found.path, map);
-    return found;
+    const bool known = find_known(pt, map, &way);
+    std::uint32_t found = way.steps;
+    if (!known) {
+        const std::uint32_t early = early_count(node.list);
+        if (!last_splits(node, early, way) && !cells_above_leaf(node, early, way, &found))
+            return false;
+        if (map) note_search(node, way, way.cells[found].path, map);
+    }
+    *place = way.cells[found];
+    return true;
 }
 
 } // namespace
@@ -176,14 +232,18 @@ bool find_leaf_cell(node_h root, const float* pt, leaf_map* map, leaf_cell* plac
     if (!pt_in_box(rec(root).box, pt)) return false;
     std::uint32_t path = 1;
     node_h n = root;
-    while (rec(n).low) {
-        const node_h low = rec(n).low;
-        const bool high = !pt_in_box(rec(low).box, pt);
-        n = high ? rec(n).high : low;
+    for (;;) {
+        const cell_node& node = rec(n);
+        if (is_leaf(node)) break;
+        if (node.folded) {
+            if (find_in_folded(node, path, pt, map, place)) return true;
+            if (!cell_unfold(n)) return false;
+        }
+        const bool high = !pt_in_box(rec(node.low).box, pt);
+        n = high ? node.high : node.low;
         path = 2 * path + (high ? 1u : 0u);
     }
-    const cell_node& node = rec(n);
-    *place = node.folded ? find_in_folded(node, path, pt, map) : leaf_cell{node.box, path};
+    *place = {rec(n).box, path};
     return true;
 }
 

@@ -31,7 +31,8 @@ inline leaf_cell half_cell(const leaf_cell& cell, std::uint32_t level, bool high
 
 /// Notes of a leaf_map. Under the path of a folded cell it counts, below these, how often leaves
 /// have been searched for.
-constexpr std::uint8_t k_note_inner = 254; ///< all leaves below are noted, if there was memory
+constexpr std::uint8_t k_note_unsure = 253; ///< a cell that may have been split since
+constexpr std::uint8_t k_note_inner = 254;  ///< all leaves below are noted, if there was memory
 constexpr std::uint8_t k_note_leaf = 255;
 
 /// What searches have found out about the leaves of a tree, which must not change meanwhile but by
@@ -47,9 +48,9 @@ struct leaf_map {
 
 void leaf_map_close(leaf_map* map);
 
-/// The leaf that cell_find_leaf would find.
+/// The leaf that cell_find_leaf would find. Unfolds only where late entries leave it open.
 /// @param map  none: nothing is known yet
-/// @return false outside of the tree
+/// @return false outside of the tree, and when memory ran out, see tree_is_torn
 bool find_leaf_cell(node_h root, const float* pt, leaf_map* map, leaf_cell* place);
 
 } // namespace velmora

@@ -2,6 +2,7 @@
 
 #include "mesh/cell_grid.h"
 #include "mesh/folded_cells.h"
+#include "mesh/late_entries.h"
 #include "mesh/memory.h"
 
 #include <cstring>
@@ -11,12 +12,15 @@ namespace velmora {
 
 namespace {
 
-constexpr std::uint32_t k_splits = 1u << 31; // beside the count of a cell
+// Beside the count of a cell.
+constexpr std::uint32_t k_splits = 1u << 31;
+constexpr std::uint32_t k_unsure = 1u << 30; // late entries leave it open
 
 // A folded cell's stream on the grids of the levels below.
 struct stream_survey {
     const cell_node* node;
     std::uint32_t path;
+    std::uint32_t early;  // entries that came while the tree was filled
     std::uint32_t finest; // level above the limit
     cell_block* blocks;   // of each entry, on the grid of that level; owned
     bool all_live;
@@ -44,7 +48,7 @@ bool note_blocks(stream_survey* s)
     s->all_live = true;
     for (std::uint32_t i = 0; i < node.list.count; ++i) {
         s->blocks[i] = cells_of(grid, the_fold.boxes[entry_at(*s, i).i - 1]);
-        if (!folded_obj(entry_at(*s, i))) s->all_live = false;
+        if (i < s->early && !folded_obj(entry_at(*s, i))) s->all_live = false;
     }
     cell_grid_close(&grid);
     return true;
@@ -96,8 +100,8 @@ std::uint32_t end_of_step(const stream_survey& s, std::uint32_t first, std::uint
     const tree_limits& limits = the_fold.limits;
     while (*step < limits.steps && limits.times[*step] < entry_at(s, first).i - 1)
         ++*step;
-    if (*step == limits.steps) return s.node->list.count;
-    while (first < s.node->list.count && !(limits.times[*step] < entry_at(s, first).i - 1))
+    if (*step == limits.steps) return s.early;
+    while (first < s.early && !(limits.times[*step] < entry_at(s, first).i - 1))
         ++first;
     return first;
 }
@@ -122,21 +126,39 @@ void find_splits(const stream_survey& s, const level_survey& l)
     std::uint32_t end = s.node->handed_down;
     count_entries(s, 0, end, any, l);
     add_counts(0, false, l);
-    for (std::uint32_t first = end; first < s.node->list.count; first = end) {
+    for (std::uint32_t first = end; first < s.early; first = end) {
         end = end_of_step(s, first, &step);
         count_entries(s, first, end, any, l);
         add_counts(limits.max_list[step], l.level < limits.max_level[step], l);
     }
 }
 
-// What has no object left is an empty leaf, whether it has been split or not.
+bool has_late(const stream_survey& s)
+{
+    return s.early < s.node->list.count;
+}
+
+// What has no object left is an empty leaf, whether it has been split or not. Where it had been
+// split, late ones may have come before it was empty, or after.
 void forget_empty_cells(const stream_survey& s, const level_survey& l)
 {
     if (s.all_live) return;
     const auto lives = [](obj_h entry) { return bool{folded_obj(entry)}; };
-    count_entries(s, 0, s.node->list.count, lives, l);
+    count_entries(s, 0, s.early, lives, l);
+    const std::uint32_t flags = has_late(s) ? k_splits : 0;
     for (std::uint32_t c = 0; c < cell_count(l.total); ++c)
-        if (l.fresh.counts[c] == 0) l.total.counts[c] = 0;
+        if (l.fresh.counts[c] == 0) l.total.counts[c] = l.total.counts[c] & flags ? k_unsure : 0;
+}
+
+// Cells that late entries may have split.
+void find_unsure(const stream_survey& s, const level_survey& l)
+{
+    if (!has_late(s)) return;
+    const auto was_there = [](obj_h entry) { return is_there_at(entry, the_fold.filled); };
+    const std::uint32_t cells = cell_count(l.total);
+    count_entries(s, 0, s.node->list.count, was_there, l);
+    for (std::uint32_t c = 0; c < cells; ++c)
+        if (l.fresh.counts[c] > least_late_split()) l.total.counts[c] |= k_unsure;
 }
 
 std::uint32_t path_of(const stream_survey& s, std::uint32_t level, const std::uint32_t* at)
@@ -151,7 +173,13 @@ std::uint32_t path_of(const stream_survey& s, std::uint32_t level, const std::ui
 }
 
 // A leaf is half of a cell that splits, and does not split itself.
-void note_leaves(const stream_survey& s, const level_survey& l)
+void note_halves(std::uint32_t path, std::uint8_t* notes)
+{
+    for (const std::uint32_t half : {2 * path, 2 * path + 1})
+        if (notes[half] < k_note_unsure) notes[half] = k_note_leaf;
+}
+
+void note_cells(const stream_survey& s, const level_survey& l)
 {
     const grid_axis* const axes = l.total.axes;
     std::uint8_t* const notes = s.map->notes;
@@ -159,11 +187,11 @@ void note_leaves(const stream_survey& s, const level_survey& l)
     for (at[2] = 0; at[2] < axes[2].count; ++at[2])
         for (at[1] = 0; at[1] < axes[1].count; ++at[1])
             for (at[0] = 0; at[0] < axes[0].count; ++at[0]) {
-                if (!(l.total.counts[cell_at(l.total, at[0], at[1], at[2])] & k_splits)) continue;
+                const std::uint32_t count = l.total.counts[cell_at(l.total, at[0], at[1], at[2])];
+                if (!(count & (k_splits | k_unsure))) continue;
                 const std::uint32_t path = path_of(s, l.level, at);
-                notes[path] = k_note_inner;
-                for (const std::uint32_t half : {2 * path, 2 * path + 1})
-                    if (notes[half] != k_note_inner) notes[half] = k_note_leaf;
+                notes[path] = count & k_splits ? k_note_inner : k_note_unsure;
+                if (count & k_splits) note_halves(path, notes);
             }
 }
 
@@ -175,7 +203,8 @@ void survey_levels(const stream_survey& s)
         if (!level_open(s, level, &l)) return;
         find_splits(s, l);
         forget_empty_cells(s, l);
-        note_leaves(s, l);
+        find_unsure(s, l);
+        note_cells(s, l);
         level_close(&l);
     }
 }
@@ -186,7 +215,7 @@ void survey_leaves(const cell_node& node, std::uint32_t path, leaf_map* map)
 {
     const std::uint32_t deepest = the_fold.limits.max_level[the_fold.limits.steps];
     auto* const blocks = heap_array<cell_block>(node.list.count);
-    stream_survey s = {&node, path, deepest - 1, blocks, true, map};
+    stream_survey s = {&node, path, early_count(node.list), deepest - 1, blocks, true, map};
     if (blocks && note_blocks(&s)) survey_levels(s);
     heap_free(blocks);
 }

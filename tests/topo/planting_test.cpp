@@ -15,6 +15,7 @@
 #include "topo/merge.h"
 #include "topo/topology.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -86,6 +87,7 @@ struct planted {
     topo_ctx topo = {};
     tr_soup soup = {};
     aabb bbox = k_no_box;
+    std::uint32_t level = 4;
     std::int32_t err = 0;
 
     explicit planted(const std::vector<soup_tr>& trs)
@@ -119,7 +121,7 @@ struct planted {
 
     void make_root(std::uint32_t list_len)
     {
-        ctx.root = cell_tree_new(bbox, list_len, 4, 2 * soup.count, &ctx);
+        ctx.root = cell_tree_new(bbox, list_len, level, 2 * soup.count, &ctx);
         ctx.grow_limit = tree_grow_limit(ctx.max_list);
     }
 
@@ -291,22 +293,22 @@ std::vector<place_in_box> random_places(const aabb& box, unsigned seed, int coun
 
 // Asks for leaves here and there, which unfolds what is folded around them, once it has been told
 // where they will be: by single searches, and by a map that grows with them.
-void look_about(planted* p, unsigned seed)
+void look_about(planted* p, unsigned seed, int count = 60, std::size_t looks = 10)
 {
     leaf_map map;
     ASSERT_TRUE(leaf_map_open(p->ctx.max_level, &map));
     std::vector<leaf_cell> told;
-    const std::vector<place_in_box> places = random_places(p->bbox, seed, 60);
+    const std::vector<place_in_box> places = random_places(p->bbox, seed, count);
     for (const place_in_box& place : places) {
         leaf_cell alone;
         leaf_cell cell;
-        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.at, nullptr, &alone));
         EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.at, &map, &cell));
+        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.at, nullptr, &alone));
         EXPECT_EQ(alone.path, cell.path);
         told.push_back(cell);
     }
     leaf_map_close(&map);
-    for (std::size_t n = 0; n < 10; ++n) {
+    for (std::size_t n = 0; n < looks; ++n) {
         const node_h leaf = cell_find_leaf(p->ctx.root, places[n].at);
         EXPECT_TRUE(pt_in_box(rec(leaf).box, places[n].at));
         EXPECT_EQ(follow_path(p->ctx.root, told[n].path), leaf);
@@ -333,6 +335,110 @@ TEST_F(planting, a_tree_is_the_same_whatever_was_asked_first)
                 renumber_mesh(renumber_all, &p.ctx);
                 look_about(&p, list_len + 2);
             }
+            states[folded] = p.state();
+        }
+        EXPECT_EQ(states[0], states[1]);
+    });
+}
+
+// Takes triangles out and puts them in again at random: some from everywhere, and all in some part,
+// so that cells get empty and fill again.
+class restless {
+  public:
+    restless(planted* p, unsigned seed)
+        : mesh(p), size((p->bbox.max[0] - p->bbox.min[0]) / 4.0f), seldom(seed % 2 ? 4 : 1),
+          random(seed)
+    {
+        for (std::uint32_t i = 1; i < obj_pool.used; ++i)
+            if (is_in_tree(rec(obj_h{i}))) objs.push_back(cell_obj_ref({i}));
+        std::sort(objs.begin(), objs.end(), [](obj_h a, obj_h b) { return id(a) < id(b); });
+    }
+    restless(const restless&) = delete;
+    restless& operator=(const restless&) = delete;
+    ~restless()
+    {
+        for (const obj_h o : objs)
+            cell_obj_release(o);
+    }
+
+    void turn()
+    {
+        const auto seed = static_cast<unsigned>(random());
+        const std::vector<place_in_box> places = random_places(mesh->bbox, seed, 2);
+        const place_in_box& spot = places[0];
+        aabb part = k_no_box;
+        box_add(&part, spot.at);
+        box_add(&part, places[1].at);
+        const unsigned rate = seed % 3 == 0 ? 1 : seed % 3 == 1 ? 3 : 40;
+        const bool clears = seed % 4 == 0;
+        for (const obj_h o : objs) {
+            const bool here = random() % rate == 0;
+            if (!is_in_tree(rec(o))) {
+                if (here) put_in(o, spot);
+            } else if (random() % 16 == 0 || (clears && box_overlap(rec(o).box, part))) {
+                tree_remove(o, &mesh->ctx);
+            }
+        }
+    }
+
+    // Gives all boxes as large as the model, so that lists outgrow the limits.
+    void spread()
+    {
+        for (const obj_h o : objs) {
+            if (is_in_tree(rec(o))) tree_remove(o, &mesh->ctx);
+            put_in_box(o, mesh->bbox);
+        }
+    }
+
+  private:
+    static std::uint32_t id(obj_h o)
+    {
+        return rec(rec(o).tr).id;
+    }
+
+    // With the box of the triangle, a larger one, or a small one that crowds around the spot.
+    void put_in(obj_h o, const place_in_box& spot)
+    {
+        aabb box = box_of_tr(rec(rec(o).tr));
+        if (id(o) % seldom == 0) box_widen(&box, static_cast<double>(size));
+        if (id(o) % 5 == 4) {
+            box = k_no_box;
+            box_add(&box, spot.at);
+            box_widen(&box, static_cast<double>(size) / (1 << random() % 8));
+        }
+        put_in_box(o, box);
+    }
+
+    void put_in_box(obj_h o, const aabb& box)
+    {
+        rec(o).box = box;
+        bool added = false;
+        EXPECT_TRUE(tree_add(o, &added, &mesh->ctx));
+        if (!added) rec(o).box = k_no_box;
+    }
+
+    planted* mesh;
+    float size;           // a quarter of the model's
+    std::uint32_t seldom; // one in so many gets a larger box
+    std::mt19937 random;
+    std::vector<obj_h> objs;
+};
+
+TEST_F(planting, a_tree_is_the_same_however_much_comes_and_goes)
+{
+    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
+        std::string states[2];
+        for (const bool folded : {false, true}) {
+            planted p(trs);
+            const std::uint32_t longer = list_len % 2 ? 4 * list_len : 2 * list_len;
+            p.level = list_len % 2 ? 8 : 5;
+            folded ? p.plant_at_once(longer) : p.plant_one_by_one(longer);
+            restless some(&p, list_len);
+            for (unsigned turn = 0; turn < 9; ++turn) {
+                some.turn();
+                if (folded && turn % 4 == 0) look_about(&p, list_len + turn, 300, 1);
+            }
+            if (list_len == 3 && trs.size() < 450) some.spread();
             states[folded] = p.state();
         }
         EXPECT_EQ(states[0], states[1]);
