@@ -10,11 +10,6 @@ fold_store the_fold;
 
 namespace {
 
-stream_head head_of(const cell_node& node)
-{
-    return {node.level, node.list.count, node.handed_down};
-}
-
 // Entries of streams are numbers plus 1.
 const aabb& box_of(obj_h entry)
 {

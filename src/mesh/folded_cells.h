@@ -41,6 +41,12 @@ inline obj_h folded_obj(obj_h entry)
     return the_fold.objs[entry.i - 1];
 }
 
+/// What is known of a folded cell's stream.
+inline stream_head head_of(const cell_node& node)
+{
+    return {node.level, node.list.count, node.handed_down};
+}
+
 /// Makes an empty leaf a folded cell, which takes over the stream that arrived there.
 void cell_fold(node_h n, const stream_head& in, obj_h* stream);
 

@@ -131,12 +131,17 @@ void note_gone(obj_h entry)
     if (the_fold.gone_at) the_fold.gone_at[number_of(entry)] = the_fold.count;
 }
 
-std::uint32_t early_count(const obj_list& stream)
+// Numbers ascend behind what was handed down, which came early if the first of these did.
+std::uint32_t early_count(const stream_head& in, const obj_h* stream)
 {
-    std::uint32_t early = the_fold.gone_at ? 0 : stream.count;
-    while (early < stream.count && number_of(stream.items[early]) < the_fold.filled)
-        ++early;
-    return early;
+    if (!the_fold.gone_at) return in.count;
+    const auto came_early = [](obj_h entry) { return number_of(entry) < the_fold.filled; };
+    const obj_h* const own = stream + in.handed_down;
+    const obj_h* const end = stream + in.count;
+    const obj_h* const late = own != end && came_early(*own)
+                                  ? std::partition_point(own, end, came_early)
+                                  : std::find_if_not(stream, end, came_early);
+    return static_cast<std::uint32_t>(late - stream);
 }
 
 std::uint32_t least_late_split()

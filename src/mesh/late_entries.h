@@ -27,7 +27,7 @@ void fold_note_growth(const mesh_ctx& ctx);
 void note_gone(obj_h entry);
 
 /// How many entries come before the first late one.
-std::uint32_t early_count(const obj_list& stream);
+std::uint32_t early_count(const stream_head& in, const obj_h* stream);
 
 /// The least length at which a list has split since.
 std::uint32_t least_late_split();

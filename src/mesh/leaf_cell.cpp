@@ -1,7 +1,6 @@
 #include "mesh/leaf_cell.h"
 
 #include "mesh/box.h"
-#include "mesh/checked.h"
 #include "mesh/folded_cells.h"
 #include "mesh/late_entries.h"
 #include "mesh/leaf_survey.h"
@@ -12,9 +11,6 @@
 namespace velmora {
 
 namespace {
-
-// For each level below a folded cell, so many searches take as long as a survey.
-constexpr std::uint32_t k_searches_each = bound_or(8, 1);
 
 // The cells that hold a point, from a folded one down to the level limit.
 struct way_down {
@@ -155,39 +151,65 @@ std::uint32_t touch(const aabb& a, const aabb& b)
     return 1 - apart;
 }
 
-bool holds_any(const cell_node& node, std::uint32_t early, const aabb& cell)
+template <class comes_fn>
+bool holds_any(const cell_node& node, std::uint32_t early, const comes_fn& comes)
 {
     for (std::uint32_t i = early; i-- > 0;)
-        if (folded_obj(node.list.items[i]) && touch(cell, box_at(node, i))) return true;
+        if (folded_obj(node.list.items[i]) && comes(box_at(node, i))) return true;
     return false;
 }
 
-// Whether the last cell above the level limit splits, as told by its last object that came early:
-// enough have come before. Most leaves that are folded are so full.
-bool last_splits(const cell_node& node, std::uint32_t early, const way_down& way)
+// Whether the last cell above the level limit splits, as told by the last object that came early of
+// those whose boxes `comes` says come to it: enough of them have come before.
+template <class comes_fn>
+bool last_splits(const cell_node& node, std::uint32_t early, const comes_fn& comes)
 {
     const tree_limits& limits = the_fold.limits;
-    const aabb& cell = way.cells[way.steps - 1].box;
     std::uint32_t end = early;
-    while (end > node.handed_down && !touch(cell, box_at(node, end - 1)))
+    while (end > node.handed_down && !comes(box_at(node, end - 1)))
         --end;
     if (end <= node.handed_down) return false;
     const std::uint32_t last = end - 1;
     std::uint32_t step = 0;
     while (step < limits.steps && limits.times[step] < node.list.items[last].i - 1)
         ++step;
-    if (way.level + way.steps - 1 >= limits.max_level[step]) return false;
+    if (deepest_level() - 1 >= limits.max_level[step]) return false;
     std::uint32_t before = 0;
     for (std::uint32_t i = last; i-- > 0 && before < limits.max_list[step];)
-        before += touch(cell, box_at(node, i));
-    return before >= limits.max_list[step] && holds_any(node, early, cell);
+        before += comes(box_at(node, i));
+    return before >= limits.max_list[step] && holds_any(node, early, comes);
 }
 
+// Most leaves that are folded are so full.
+bool last_of_way_splits(const cell_node& node, std::uint32_t early, const way_down& way)
+{
+    const aabb& cell = way.cells[way.steps - 1].box;
+    return last_splits(node, early, [&cell](const aabb& box) { return touch(cell, box); });
+}
+
+std::uint32_t covers(const aabb& box, const aabb& cell)
+{
+    unsigned open = 0;
+    for (int i = 0; i < 3; ++i)
+        open |= static_cast<unsigned>(box.min[i] > cell.min[i]) |
+                static_cast<unsigned>(cell.max[i] > box.max[i]);
+    return 1 - open;
+}
+
+// Where boxes are large, enough come to all cells below. Asked once, by the first search.
+bool is_full(const cell_node& node, std::uint32_t early, std::uint8_t* note)
+{
+    const auto comes = [&node](const aabb& box) { return covers(box, node.box); };
+    if (*note == 0 && last_splits(node, early, comes)) *note = k_note_full;
+    return *note == k_note_full;
+}
+
+// A search for each level below the folded cell takes as long as a survey, or longer.
 void note_search(const cell_node& node, const way_down& way, std::uint32_t found, leaf_map* map)
 {
     map->notes[found] = k_note_leaf;
     std::uint8_t& searches = map->notes[way.cells[0].path];
-    if (searches == k_note_inner || ++searches < k_searches_each * way.steps) return;
+    if (searches == k_note_inner || ++searches < way.steps) return;
     survey_leaves(node, way.cells[0].path, map);
     searches = k_note_inner;
 }
@@ -200,10 +222,10 @@ bool find_in_folded(const cell_node& node, std::uint32_t path, const float* pt, 
     way.level = node.level;
     way.cells[0] = {node.box, path};
     const bool known = find_known(pt, map, &way);
+    const std::uint32_t early = known ? 0 : early_count(head_of(node), node.list.items);
     std::uint32_t found = way.steps;
-    if (!known) {
-        const std::uint32_t early = early_count(node.list);
-        if (!last_splits(node, early, way) && !cells_above_leaf(node, early, way, &found))
+    if (!known && !(map && is_full(node, early, &map->notes[path]))) {
+        if (!last_of_way_splits(node, early, way) && !cells_above_leaf(node, early, way, &found))
             return false;
         if (map) note_search(node, way, way.cells[found].path, map);
     }

@@ -31,6 +31,7 @@ inline leaf_cell half_cell(const leaf_cell& cell, std::uint32_t level, bool high
 
 /// Notes of a leaf_map. Under the path of a folded cell it counts, below these, how often leaves
 /// have been searched for.
+constexpr std::uint8_t k_note_full = 252;   ///< a folded cell all of whose leaves are at the limit
 constexpr std::uint8_t k_note_unsure = 253; ///< a cell that may have been split since
 constexpr std::uint8_t k_note_inner = 254;  ///< all leaves below are noted, if there was memory
 constexpr std::uint8_t k_note_leaf = 255;

@@ -215,7 +215,8 @@ void survey_leaves(const cell_node& node, std::uint32_t path, leaf_map* map)
 {
     const std::uint32_t deepest = the_fold.limits.max_level[the_fold.limits.steps];
     auto* const blocks = heap_array<cell_block>(node.list.count);
-    stream_survey s = {&node, path, early_count(node.list), deepest - 1, blocks, true, map};
+    stream_survey s = {
+        &node, path, early_count(head_of(node), node.list.items), deepest - 1, blocks, true, map};
     if (blocks && note_blocks(&s)) survey_levels(s);
     heap_free(blocks);
 }
