@@ -195,10 +195,28 @@ void note_cells(const stream_survey& s, const level_survey& l)
             }
 }
 
+// A cell with a half that splits and holds something does so itself. True when all cells of the
+// level have one.
+bool note_by_halves(const stream_survey& s, std::uint32_t level)
+{
+    std::uint8_t* const notes = s.map->notes;
+    const std::uint32_t depth = level - s.node->level;
+    bool all = true;
+    for (std::uint32_t path = s.path << depth; path < (s.path + 1) << depth; ++path) {
+        const bool splits = notes[2 * std::size_t{path}] == k_note_inner ||
+                            notes[2 * std::size_t{path} + 1] == k_note_inner;
+        if (splits) notes[path] = k_note_inner;
+        if (splits) note_halves(path, notes);
+        all = all && splits;
+    }
+    return all;
+}
+
 // From the deepest level up, so that what is noted holds at any time.
 void survey_levels(const stream_survey& s)
 {
     for (std::uint32_t level = s.finest + 1; level-- > s.node->level;) {
+        if (note_by_halves(s, level)) continue;
         level_survey l;
         if (!level_open(s, level, &l)) return;
         find_splits(s, l);
