@@ -1,4 +1,4 @@
-// mesh/leaf_cell.h - where the leaves are, without unfolding cells for it.
+// mesh/leaf_cell.h - where the leaves are, mostly without unfolding cells for it.
 #pragma once
 
 #include "mesh/cell_tree.h"

@@ -51,7 +51,6 @@ struct ray_index {
     float* faces;
     std::uint32_t row; ///< from one face to the next
     index_node* nodes; ///< owned
-    std::uint32_t entry_count;
     std::uint32_t node_count;
     std::uint32_t roots[k_index_trees + 1]; ///< a node or k_no_root; the last of the suspects
     double extent;                          ///< largest absolute coordinate
