@@ -36,7 +36,7 @@ struct cell_node {
     node_h low;                ///< child below the cut, or none
     node_h high;               ///< child above the cut, or none
     obj_list list;             ///< the objects of a leaf; empty in an inner node; in a folded one
-                               ///< the numbers of insertions, and no references
+                               ///< its stream, see fold_store
     std::uint32_t serial;      ///< unlike that of any other node of the run, and lost when freed
     std::uint32_t handed_down; ///< of a folded node: as in stream_head
     std::uint8_t level;        ///< of a folded node

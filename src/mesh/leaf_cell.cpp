@@ -204,7 +204,8 @@ bool is_full(const cell_node& node, std::uint32_t early, std::uint8_t* note)
     return *note == k_note_full;
 }
 
-// A search for each level below the folded cell takes as long as a survey, or longer.
+// A search for each level below the folded cell takes as long as a survey, or longer. Where the
+// survey of a cell above has left it unsure, one is due at once.
 void note_search(const cell_node& node, const way_down& way, std::uint32_t found, leaf_map* map)
 {
     map->notes[found] = k_note_leaf;
