@@ -36,7 +36,8 @@ bool stitch_by_position(bool* stitched, std::int32_t* err, mesh_ctx* ctx)
 }
 
 // A table that finds no memory is no failure: the search through the tree links as well. Where
-// vertices at one place have stayed apart it may count edge errors that the table would have spared.
+// vertices at one place have stayed apart it may count edge errors that the table would have
+// spared.
 stage_result stitch_tree(std::int32_t* err, mesh_ctx* ctx)
 {
     topo_ctx* topo = ctx->topo;
