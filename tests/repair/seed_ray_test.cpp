@@ -292,6 +292,17 @@ TEST(seed_ray, tells_the_same_by_the_index_as_through_all_leaves)
         EXPECT_GT(count, 1000); // even, odd and not clean
 }
 
+void expect_met_and_found(const tr_rec& tr, const float* from, const float* to,
+                          const ray_index& index)
+{
+    EXPECT_EQ(segment_triangle_class(tr, segment_between(from, to)), crossing_on_boundary);
+    index_line line;
+    ASSERT_TRUE(index_line_between(from, to, 0.0, index, &line));
+    bool found = false;
+    for_each_near_line(index, line, [&](const index_entry&) { return found = true; });
+    EXPECT_TRUE(found);
+}
+
 // The height of so flat a triangle is lost in the grid of the first coordinate, and its normal lies
 // along that axis instead of across.
 TEST(ray_index, has_a_triangle_where_its_lost_normal_lets_it_be_met)
@@ -306,12 +317,7 @@ TEST(ray_index, has_a_triangle_where_its_lost_normal_lets_it_be_met)
     tr_recompute_nrm(&tr, true, nullptr);
     const float from[3] = {1000.21442f, 1.13204157f, 1.03171754f};
     const float to[3] = {999.698792f, 0.866116583f, 0.968986869f};
-    EXPECT_EQ(segment_triangle_class(tr, segment_between(from, to)), crossing_on_boundary);
-    index_line line;
-    ASSERT_TRUE(index_line_between(from, to, 0.0, index, &line));
-    bool found = false;
-    for_each_near_line(index, line, [&](const index_entry&) { return found = true; });
-    EXPECT_TRUE(found);
+    expect_met_and_found(tr, from, to, index);
     ray_index_free(&index);
 }
 
@@ -330,12 +336,7 @@ TEST(ray_index, has_a_triangle_whichever_corner_is_its_first)
     tr_recompute_nrm(&tr, true, nullptr);
     const float from[3] = {0x1.69be56p-1f, -0x1.69e8p-1f, 0x1.69e436p-1f};
     const float to[3] = {0x1.69be56p-1f, -0x1.713e84p-1f, 0x1.62c078p-1f};
-    EXPECT_EQ(segment_triangle_class(tr, segment_between(from, to)), crossing_on_boundary);
-    index_line line;
-    ASSERT_TRUE(index_line_between(from, to, 0.0, index, &line));
-    bool found = false;
-    for_each_near_line(index, line, [&](const index_entry&) { return found = true; });
-    EXPECT_TRUE(found);
+    expect_met_and_found(tr, from, to, index);
     ray_index_free(&index);
 }
 
