@@ -87,8 +87,7 @@ std::uint32_t late_split(const stream_head& in, const obj_h* stream, std::uint32
     std::uint32_t full_at = 0; // not before that entry
     for (std::uint32_t i = first; i < in.count; ++i) {
         const std::uint32_t number = number_of(stream[i]);
-        while (step < limits.steps && limits.times[step] < number)
-            ++step;
+        step = steps_before(number, limits, step);
         const std::uint32_t longest = limits.max_list[step];
         if (in.level >= limits.max_level[step] || i < longest || i < full_at) continue;
         const std::uint32_t length = length_at(number, stream, i);
@@ -146,11 +145,7 @@ std::uint32_t early_count(const stream_head& in, const obj_h* stream)
 
 std::uint32_t least_late_split()
 {
-    const tree_limits& limits = the_fold.limits;
-    std::uint32_t step = 0;
-    while (step < limits.steps && limits.times[step] < the_fold.filled)
-        ++step;
-    return limits.max_list[step];
+    return the_fold.limits.max_list[steps_before(the_fold.filled, the_fold.limits)];
 }
 
 stream_head drop_outlived(const stream_head& in, obj_h* stream)

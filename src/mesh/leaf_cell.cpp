@@ -89,8 +89,7 @@ stream_counts count_early(const cell_node& node, std::uint32_t early, const way_
         const obj_h entry = node.list.items[i];
         const std::uint32_t touched = cells_touched(way, the_fold.boxes[entry.i - 1]);
         if (touched > s.lived && folded_obj(entry)) s.lived = touched;
-        while (step < limits.steps && limits.times[step] < entry.i - 1)
-            ++step;
+        step = steps_before(entry.i - 1, limits, step);
         if (i >= node.handed_down) arrive(way, step, touched, &s);
         for (std::uint32_t k = s.split; k < touched; ++k)
             ++s.counts[k];
@@ -170,9 +169,7 @@ bool last_splits(const cell_node& node, std::uint32_t early, const comes_fn& com
         --end;
     if (end <= node.handed_down) return false;
     const std::uint32_t last = end - 1;
-    std::uint32_t step = 0;
-    while (step < limits.steps && limits.times[step] < node.list.items[last].i - 1)
-        ++step;
+    const std::uint32_t step = steps_before(node.list.items[last].i - 1, limits);
     if (deepest_level() - 1 >= limits.max_level[step]) return false;
     std::uint32_t before = 0;
     for (std::uint32_t i = last; i-- > 0 && before < limits.max_list[step];)

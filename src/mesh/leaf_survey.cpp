@@ -98,8 +98,7 @@ void count_entries(const stream_survey& s, std::uint32_t first, std::uint32_t en
 std::uint32_t end_of_step(const stream_survey& s, std::uint32_t first, std::uint32_t* step)
 {
     const tree_limits& limits = the_fold.limits;
-    while (*step < limits.steps && limits.times[*step] < entry_at(s, first).i - 1)
-        ++*step;
+    *step = steps_before(entry_at(s, first).i - 1, limits, *step);
     if (*step == limits.steps) return s.early;
     while (first < s.early && !(limits.times[*step] < entry_at(s, first).i - 1))
         ++first;

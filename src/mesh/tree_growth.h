@@ -22,6 +22,15 @@ struct tree_limits {
     std::uint32_t longest; ///< all_known: held against the grow limit as the longest list would be
 };
 
+/// How many of the steps come before an insertion, of which `step` are known to.
+inline std::uint32_t steps_before(std::uint32_t number, const tree_limits& limits,
+                                  std::uint32_t step = 0)
+{
+    while (step < limits.steps && limits.times[step] < number)
+        ++step;
+    return step;
+}
+
 /// The limits as they stand, with the steps alone that lists of earlier times still cause.
 void start_limits(const mesh_ctx& ctx, std::uint32_t count, tree_limits* limits);
 

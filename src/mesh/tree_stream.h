@@ -31,8 +31,7 @@ std::uint32_t split_length(const tree_limits& limits, const stream_head& in,
         in.handed_down > limits.max_list[0] ? in.handed_down : limits.max_list[0];
     std::uint32_t s = 0; // steps of the limits before the insertion
     for (std::uint32_t i = from; i < in.count; ++i) {
-        while (s < limits.steps && limits.times[s] < number_at(i))
-            ++s;
+        s = steps_before(number_at(i), limits, s);
         if (i >= limits.max_list[s] && in.level < limits.max_level[s]) return i;
         if (limits.steps == 0) break;
     }
