@@ -18,7 +18,7 @@ struct failure_run : model_run {
     {
         EXPECT_EQ(r.status, 0);
         EXPECT_EQ(count_of("output error\n", r.log), 1u) << r.log;
-        EXPECT_FALSE(holds(r, "wrote output file"));
+        EXPECT_FALSE(r.says("wrote output file"));
     }
 };
 
@@ -50,14 +50,14 @@ TEST_F(failure_run, an_output_that_takes_nothing_is_told_once)
     const deserted_pipe nobody;
     for (const std::string& to : {nobody.name(), std::string("/dev/full")})
         for (const char* form : {"-O b", "-O a", "-O m"})
-            expect_told_once(dir.run(form + std::string(k_as_is) + " < in.stl >" + to));
+            expect_told_once(dir.run(form + k_as_is + " < in.stl >" + to));
 }
 
 TEST_F(failure_run, a_removed_file_that_takes_nothing_does_not_stop_the_run)
 {
     fs::create_symlink("/dev/full", dir.path / "full.stl");
-    dir.run(std::string("-f in.stl -o usual.stl") + k_reduce);
-    const program_result r = dir.run(std::string("-f in.stl -o out.stl -e full.stl") + k_reduce);
+    dir.run("-f in.stl -o usual.stl" + k_reduce);
+    const program_result r = dir.run("-f in.stl -o out.stl -e full.stl" + k_reduce);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(dir.read("out.stl"), dir.read("usual.stl"));
 }
@@ -65,9 +65,9 @@ TEST_F(failure_run, a_removed_file_that_takes_nothing_does_not_stop_the_run)
 TEST_F(failure_run, a_log_that_nobody_reads_ends_no_run)
 {
     const deserted_pipe nobody;
-    dir.run(std::string("-f in.stl -o usual.stl") + k_reduce);
+    dir.run("-f in.stl -o usual.stl" + k_reduce);
     for (const std::string& log : {nobody.name(), std::string("/dev/full")}) {
-        EXPECT_EQ(dir.run(std::string("-f in.stl -o out.stl") + k_reduce + " 2>" + log).status, 0);
+        EXPECT_EQ(dir.run("-f in.stl -o out.stl" + k_reduce + " 2>" + log).status, 0);
         EXPECT_EQ(dir.read("out.stl"), dir.read("usual.stl"));
         fs::remove(dir.path / "out.stl");
     }
@@ -75,18 +75,13 @@ TEST_F(failure_run, a_log_that_nobody_reads_ends_no_run)
 
 TEST_F(failure_run, what_cannot_be_read_is_told)
 {
-    fs::create_symlink("nowhere", dir.path / "loose.stl");
-    const program_result loose = dir.run(std::string("-f loose.stl -o out.stl") + k_as_is);
-    EXPECT_EQ(loose.status, 255);
-    EXPECT_TRUE(holds(loose, "(No such file or directory)\n"));
-    EXPECT_FALSE(dir.has("out.stl"));
     for (const char* name : {"d.stl", "d.astl", "d.kvd"}) {
         SCOPED_TRACE(name);
         fs::create_directory(dir.path / name);
         const program_result r = dir.run(std::string("-f ") + name + " -o out.stl" + k_as_is);
         EXPECT_EQ(r.status, 0);
-        EXPECT_TRUE(holds(r, "Is a directory") || holds(r, "error number 0.\n")) << r.log;
-        EXPECT_FALSE(holds(r, "wrote output file"));
+        EXPECT_TRUE(r.says("Is a directory") || r.says("error number 0.\n")) << r.log;
+        EXPECT_FALSE(r.says("wrote output file"));
         EXPECT_EQ(dir.read("out.stl"), "");
     }
 }
@@ -105,16 +100,15 @@ TEST_F(failure_run, an_input_that_ends_early_is_told)
         SCOPED_TRACE(c.form);
         const std::string fifo = std::string("fifo-") + c.input;
         const program_result r =
-            dir.run("-V 3 2>/dev/null; mkfifo " + fifo + "; " VELMORA_PROGRAM " -f " + fifo +
-                    " -o out.stl " + c.form + k_as_is + " & head -c 3000 " + c.input + " > " +
-                    fifo + "; wait $!");
+            dir.shell("mkfifo " + fifo + "; " VELMORA_PROGRAM " -f " + fifo + " -o out.stl " +
+                      c.form + k_as_is + " & head -c 3000 " + c.input + " > " + fifo + "; wait $!");
         EXPECT_EQ(r.status, 0);
-        EXPECT_TRUE(holds(r, c.log_holds)) << r.log;
+        EXPECT_TRUE(r.says(c.log_holds)) << r.log;
     }
     const program_result whole =
-        dir.run("-V 3 2>/dev/null; mkfifo whole.kvd; " VELMORA_PROGRAM " -f whole.kvd -o out.kvd" +
-                std::string(k_as_is) + " & cat in.kvd > whole.kvd; wait $!");
-    EXPECT_TRUE(holds(whole, "wrote output file")) << whole.log;
+        dir.shell("mkfifo whole.kvd; " VELMORA_PROGRAM " -f whole.kvd -o out.kvd" + k_as_is +
+                  " & cat in.kvd > whole.kvd; wait $!");
+    EXPECT_TRUE(whole.says("wrote output file")) << whole.log;
 }
 
 // Stopped while it waits for a slow reader: what was begun is written to its end, then the run
@@ -122,15 +116,15 @@ TEST_F(failure_run, an_input_that_ends_early_is_told)
 TEST_F(failure_run, a_write_that_is_interrupted_goes_on)
 {
     dir.write("many.stl", binary_stl(sheet_mesh(60, 60)));
-    const program_result r = dir.run(
-        "-V 0 2>/dev/null; mkfifo pipe; { exec 3<pipe; while ! [ -e go ]; do sleep 0.05; done; "
-        "cat <&3 >got; } & { exec " VELMORA_PROGRAM
-        " -O a -q 4 -a 1 -r 1 -c 1 <many.stl >pipe; } & "
-        "run=$!; while ! grep -q 'reduced form' .log; do sleep 0.05; done; "
-        "sleep 0.2; kill -TERM $run; sleep 0.1; touch go; wait $run");
+    const program_result r =
+        dir.shell("mkfifo pipe; { exec 3<pipe; while ! [ -e go ]; do sleep 0.05; done; "
+                  "cat <&3 >got; } & { exec " VELMORA_PROGRAM
+                  " -O a -q 4 -a 1 -r 1 -c 1 <many.stl >pipe; } & "
+                  "run=$!; while ! grep -q 'reduced form' .log; do sleep 0.05; done; "
+                  "sleep 0.2; kill -TERM $run; sleep 0.1; touch go; wait $run");
     EXPECT_EQ(r.status, 255);
-    EXPECT_TRUE(holds(r, "program aborted by the user\n")) << r.log;
-    EXPECT_TRUE(holds(r, "wrote output file")) << r.log;
+    EXPECT_TRUE(r.says("program aborted by the user\n")) << r.log;
+    EXPECT_TRUE(r.says("wrote output file")) << r.log;
     for (int i = 0; i < 100 && count_of("endfacet\n", dir.read("got")) < 7200; ++i)
         usleep(20000);
     EXPECT_EQ(count_of("endfacet\n", dir.read("got")), 7200u);
@@ -162,14 +156,14 @@ TEST_F(failure_run, a_full_disk_is_told_once_whichever_byte_it_stops)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string options = std::string("-f small.stl -o ") + c.name + k_as_is;
-        EXPECT_FALSE(holds(dir.run(options), "error"));
+        EXPECT_FALSE(dir.run(options).says("error"));
         const auto size = static_cast<rlim_t>(dir.read(c.name).size());
         for (const rlim_t missing : {1u, 15u, 29u, 30u, 600u, 1000u}) {
             const program_result r = run_with_full_disk(dir, options, size - missing);
             EXPECT_EQ(r.status, 0);
             EXPECT_EQ(count_of("output error\n", r.log), 1u) << missing << r.log;
-            EXPECT_TRUE(holds(r, c.error));
-            EXPECT_FALSE(missing > 29 && holds(r, "wrote output file"));
+            EXPECT_TRUE(r.says(c.error));
+            EXPECT_FALSE(missing > 29 && r.says("wrote output file"));
         }
     }
 }
@@ -178,7 +172,7 @@ TEST_F(failure_run, in_place_keeps_the_model_whatever_fails)
 {
     const std::string in_place = "-f in.stl -o =";
     const program_result full = run_with_full_disk(dir, in_place + k_as_is, 4096);
-    EXPECT_TRUE(holds(full, "stl-file output error\n"));
+    EXPECT_TRUE(full.says("stl-file output error\n"));
     EXPECT_EQ(dir.read("in.stl~"), model);
 
     dir.write("in.stl", model);
@@ -188,17 +182,17 @@ TEST_F(failure_run, in_place_keeps_the_model_whatever_fails)
         EXPECT_EQ(dir.read("in.stl~"), model) << "not for an empty file's sake";
         const program_result r = dir.run(in_place + k_reduce);
         EXPECT_EQ(r.status, 255);
-        EXPECT_TRUE(holds(r, "\"in.stl~\" (it would be lost, and the input is empty)\n")) << r.log;
+        EXPECT_TRUE(r.says("\"in.stl~\" (it would be lost, and the input is empty)\n")) << r.log;
     }
 }
 
 TEST_F(failure_run, in_place_takes_no_device_away)
 {
-    dir.run("-V 0 2>/dev/null; ln -s /dev/null sink.stl");
-    const program_result r = dir.run("-f sink.stl -o =" + std::string(k_reduce));
+    dir.shell("ln -s /dev/null sink.stl");
+    const program_result r = dir.run("-f sink.stl -o =" + k_reduce);
     EXPECT_EQ(r.status, 255);
-    EXPECT_TRUE(holds(r, "\"sink.stl\" (only a plain file can be replaced)\n")) << r.log;
-    EXPECT_FALSE(dir.run("-V 0 2>/dev/null; test -L sink.stl~").status == 0);
+    EXPECT_TRUE(r.says("\"sink.stl\" (only a plain file can be replaced)\n")) << r.log;
+    EXPECT_FALSE(dir.shell("test -L sink.stl~").status == 0);
 }
 
 // Fewer pages than the run wants, up to as many as it needs, but enough for the program itself: the
@@ -214,13 +208,13 @@ TEST_F(failure_run, a_limit_on_memory_is_told)
     for (std::size_t limit = 12000; !enough && limit < 200000; limit += 4000) {
         SCOPED_TRACE(limit);
         const program_result r =
-            dir.run("-V 0 2>/dev/null; ulimit -v " + std::to_string(limit) +
-                    "; " VELMORA_PROGRAM " -f large.stl -o out.stl" + k_reduce);
-        enough = holds(r, "wrote output file");
+            dir.shell("ulimit -v " + std::to_string(limit) +
+                      "; " VELMORA_PROGRAM " -f large.stl -o out.stl" + k_reduce);
+        enough = r.says("wrote output file");
         if (enough || r.status == 127) continue; // too little to start at all
         ++failed;
         EXPECT_TRUE(r.status == 0 || r.status == 255) << r.status;
-        EXPECT_TRUE(holds(r, "memory")) << r.log;
+        EXPECT_TRUE(r.says("memory")) << r.log;
     }
     EXPECT_TRUE(enough);
     EXPECT_GE(failed, 3u);

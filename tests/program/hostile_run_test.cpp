@@ -18,8 +18,8 @@ std::vector<facet> hostile_model(bench::hostile_kind kind)
     std::vector<facet> facets(k_count);
     for (std::uint64_t i = 0; i < k_count; ++i) {
         const bench::triangle tr = bench::hostile_triangle(kind, k_count, 1, i);
-        for (int k = 0; k < 9; ++k)
-            facets[i].corners[k / 3][k % 3] = tr.vtx[k / 3][k % 3];
+        for (std::size_t k = 0; k < 9; ++k)
+            facets[i][k / 3][k % 3] = tr.vtx[k / 3][k % 3];
     }
     return facets;
 }

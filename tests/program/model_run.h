@@ -9,8 +9,8 @@
 
 namespace velmora {
 
-inline constexpr const char* k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
-inline constexpr const char* k_reduce = " -r 0.01 -c 0.9 -q 1";
+inline const std::string k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
+inline const std::string k_reduce = " -r 0.01 -c 0.9 -q 1";
 
 /// A folder with a closed model under the names in.stl, in.astl and in.kvd.
 struct model_run : testing::Test {
@@ -21,13 +21,9 @@ struct model_run : testing::Test {
     {
         dir.write("in.stl", model);
         dir.write("in.astl", ascii_stl(box_mesh(2, 2, 2, 4)));
-        dir.run(std::string("-f in.stl -o in.kvd") + k_as_is);
+        dir.run("-f in.stl -o in.kvd" + k_as_is);
     }
 
-    static bool holds(const program_result& r, const std::string& text)
-    {
-        return r.log.find(text) != std::string::npos;
-    }
     static std::size_t count_of(const std::string& text, const std::string& in)
     {
         std::size_t n = 0;

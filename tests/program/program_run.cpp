@@ -1,6 +1,5 @@
 #include "program/program_run.h"
 
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -57,9 +56,13 @@ bool run_folder::has(const std::string& name) const
 
 program_result run_folder::run(const std::string& options) const
 {
-    const std::string command = "cd '" + path.string() + "' && { " VELMORA_PROGRAM " " + options +
-                                " ; } >.out 2>.log </dev/null";
-    const int status = std::system(command.c_str());
+    return shell(VELMORA_PROGRAM " " + options);
+}
+
+program_result run_folder::shell(const std::string& commands) const
+{
+    const int status = std::system(
+        ("cd '" + path.string() + "' && { " + commands + " ; } >.out 2>.log </dev/null").c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".log"), read(".out")};
 }
 
@@ -70,7 +73,7 @@ std::string binary_stl(const std::vector<facet>& facets)
     std::memcpy(stl.data() + 80, &count, 4);
     for (const facet& f : facets) {
         char record[50] = {};
-        std::memcpy(record + 12, f.corners, 36);
+        std::memcpy(record + 12, &f, sizeof f);
         stl.append(record, sizeof record);
     }
     return stl;
@@ -81,7 +84,7 @@ std::vector<facet> facets_of(const std::string& stl)
     std::vector<facet> facets;
     for (std::size_t at = 84; at + 50 <= stl.size(); at += 50) {
         facet f;
-        std::memcpy(f.corners, stl.data() + at + 12, 36);
+        std::memcpy(&f, stl.data() + at + 12, sizeof f);
         facets.push_back(f);
     }
     return facets;
@@ -104,7 +107,7 @@ std::string ascii_stl(const std::vector<facet>& facets)
     text << "solid test\n";
     for (const facet& f : facets) {
         text << "facet normal 0 0 0\nouter loop\n";
-        for (const auto& c : f.corners)
+        for (const point& c : f)
             text << "vertex " << std::to_string(c[0]) << ' ' << std::to_string(c[1]) << ' '
                  << std::to_string(c[2]) << '\n';
         text << "endloop\nendfacet\n";
@@ -113,23 +116,15 @@ std::string ascii_stl(const std::vector<facet>& facets)
     return text.str();
 }
 
-namespace {
-
-using point = std::array<float, 3>;
-
-facet facet_of(const point& a, const point& b, const point& c)
-{
-    return {{{a[0], a[1], a[2]}, {b[0], b[1], b[2]}, {c[0], c[1], c[2]}}};
-}
-
 // One face of a box: `axis` is its normal, at the low or the high end of `size`.
-void add_face(std::vector<facet>* facets, const point& size, int axis, bool high, int n)
+static void add_face(std::vector<facet>* facets, const point& size, std::size_t axis, bool high,
+                     int n)
 {
-    const auto u = static_cast<std::size_t>((axis + 1) % 3);
-    const auto v = static_cast<std::size_t>((axis + 2) % 3);
+    const std::size_t u = (axis + 1) % 3;
+    const std::size_t v = (axis + 2) % 3;
     const auto at = [&](int i, int j) {
         point p = {};
-        p[static_cast<std::size_t>(axis)] = high ? size[static_cast<std::size_t>(axis)] : 0.0f;
+        p[axis] = high ? size[axis] : 0.0f;
         p[u] = size[u] * static_cast<float>(i) / static_cast<float>(n);
         p[v] = size[v] * static_cast<float>(j) / static_cast<float>(n);
         return p;
@@ -140,18 +135,16 @@ void add_face(std::vector<facet>* facets, const point& size, int axis, bool high
             const point b = high ? at(i + 1, j) : at(i, j + 1);
             const point c = at(i + 1, j + 1);
             const point d = high ? at(i, j + 1) : at(i + 1, j);
-            facets->push_back(facet_of(a, b, c));
-            facets->push_back(facet_of(a, c, d));
+            facets->push_back({a, b, c});
+            facets->push_back({a, c, d});
         }
     }
 }
 
-} // namespace
-
 std::vector<facet> box_mesh(float dx, float dy, float dz, int n)
 {
     std::vector<facet> facets;
-    for (int axis = 0; axis < 3; ++axis) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
         add_face(&facets, {dx, dy, dz}, axis, false, n);
         add_face(&facets, {dx, dy, dz}, axis, true, n);
     }
@@ -168,14 +161,12 @@ std::vector<facet> sheet_mesh(float size, int n)
 double volume_of(const std::vector<facet>& facets)
 {
     double six_volumes = 0.0;
-    for (const facet& f : facets) {
-        double c[3][3];
-        for (int i = 0; i < 3; ++i)
-            for (int k = 0; k < 3; ++k)
-                c[i][k] = static_cast<double>(f.corners[i][k]);
-        six_volumes += c[0][0] * (c[1][1] * c[2][2] - c[1][2] * c[2][1]) +
-                       c[0][1] * (c[1][2] * c[2][0] - c[1][0] * c[2][2]) +
-                       c[0][2] * (c[1][0] * c[2][1] - c[1][1] * c[2][0]);
+    for (const auto& [a, b, c] : facets) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            const std::size_t u = (i + 1) % 3;
+            const std::size_t v = (i + 2) % 3;
+            six_volumes += static_cast<double>(a[i] * (b[u] * c[v] - b[v] * c[u]));
+        }
     }
     return six_volumes / 6.0;
 }
@@ -185,11 +176,8 @@ std::size_t open_edges(const std::vector<facet>& facets)
     std::map<std::pair<point, point>, int> balance;
     for (const facet& f : facets) {
         for (std::size_t i = 0; i < 3; ++i) {
-            const point a = {f.corners[i][0], f.corners[i][1], f.corners[i][2]};
-            const std::size_t j = (i + 1) % 3;
-            const point b = {f.corners[j][0], f.corners[j][1], f.corners[j][2]};
-            ++balance[{a, b}];
-            --balance[{b, a}];
+            ++balance[{f[i], f[(i + 1) % 3]}];
+            --balance[{f[(i + 1) % 3], f[i]}];
         }
     }
     std::size_t open = 0;

@@ -2,6 +2,7 @@
 // result.
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -14,6 +15,11 @@ struct program_result {
     std::string log; ///< standard error
     std::string out; ///< standard output
 
+    /// Whether the log holds this.
+    bool says(const std::string& text) const
+    {
+        return log.find(text) != std::string::npos;
+    }
     /// The log without the lines that tell times.
     std::string steady_log() const;
 };
@@ -33,12 +39,13 @@ struct run_folder {
 
     /// Runs `velmora options` here through a shell, so that quotes and redirections work.
     program_result run(const std::string& options) const;
+    /// Runs other commands here in the same way.
+    program_result shell(const std::string& commands) const;
 };
 
-/// One facet of a test model: nine numbers.
-struct facet {
-    float corners[3][3];
-};
+/// One facet of a test model: its corners.
+using point = std::array<float, 3>;
+using facet = std::array<point, 3>;
 
 /// A binary STL file of these facets.
 std::string binary_stl(const std::vector<facet>& facets);

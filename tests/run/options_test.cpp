@@ -247,16 +247,6 @@ TEST_F(options, clamp_whole_numbers_to_32_bits)
     EXPECT_EQ(opt.node_list_len, -7);
 }
 
-TEST_F(options, print_usage_for_verbosity_0_and_open_nothing)
-{
-    EXPECT_TRUE(parse({"-V", "0", "-a", "99", "-f", "missing", "-o", "new.stl"}));
-    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 30);
-    EXPECT_TRUE(log.starts_with("  ------"));
-    EXPECT_NE(log.find("    i     i>=0.0      Mmaximum edge length.\n"), std::string::npos);
-    EXPECT_FALSE(fs::exists("new.stl"));
-    EXPECT_STREQ(opt.program_name, "velmora");
-}
-
 TEST_F(options, have_bounds_that_belong_to_them)
 {
     for (const char* good : {"-a0", "-a60", "-c-1", "-c1", "-h0", "-h0.87", "-p0", "-p100", "-anan",
