@@ -13,11 +13,11 @@ namespace velmora {
 using texts = std::vector<std::string>;
 
 /// A dialog on its window, as a run finds it at its first progress call.
-struct dialog_fixture : testing::Test {
+struct shown_dialog {
     scripted_window window;
     CVelmoraDlg dialog{&window};
 
-    dialog_fixture()
+    shown_dialog()
     {
         the_dialog_state = {};
         EXPECT_EQ(dialog.Create(), window_result::open);
@@ -28,6 +28,8 @@ struct dialog_fixture : testing::Test {
         window.record.clear();
     }
 };
+
+struct dialog_fixture : testing::Test, shown_dialog {};
 
 TEST_F(dialog_fixture, shows_what_the_run_says)
 {
@@ -61,27 +63,35 @@ TEST_F(dialog_fixture, stays_as_it_is_when_hidden_for_good)
     EXPECT_EQ(window.record, texts{});
 }
 
-TEST_F(dialog_fixture, goes_on_where_it_was_paused)
-{
-    window.script = {{}, {DLG_PAUSE}, {}, {}, {DLG_RESUME}, {}};
-    EXPECT_EQ(ui_pump(), 1);
-    EXPECT_EQ(window.waits, 0) << "nobody waits before Pause";
-    EXPECT_EQ(ui_pump(), 1);
-    EXPECT_EQ(window.waits, 3) << "events that are no click do not end the wait";
-    EXPECT_EQ(window.script.size(), 1u);
-    EXPECT_EQ(window.buttons(), "Pause Stop");
-    EXPECT_EQ(window.record, (texts{"clicked 1155: Pause Stop", "clicked 1151: Pause Stop"}))
-        << "Pause is left after Resume was handled inside it";
-    EXPECT_EQ(the_dialog_state.paused, 0);
-}
+struct pause_case {
+    const char* name;
+    std::deque<std::vector<int>> script; ///< of which the last step is left
+    int goes_on;
+    int waits;
+    const char* buttons;
+};
 
-TEST_F(dialog_fixture, ends_the_run_by_stop_in_the_pause)
+static const pause_case pause_cases[] = {
+    {"nobody waits before Pause", {{}, {}}, 1, 0, "Pause Stop"},
+    {"other events do not end it", {{DLG_PAUSE}, {}, {}, {DLG_RESUME}, {}}, 1, 3, "Pause Stop"},
+    {"Stop in the pause", {{DLG_PAUSE}, {DLG_STOP}, {}}, 0, 1, "Stop"},
+    // Another program may send a second Pause, though the button is grey.
+    {"left by one click", {{DLG_PAUSE}, {DLG_PAUSE}, {DLG_RESUME}, {}}, 1, 2, "Pause Stop"},
+};
+
+TEST(dialog, goes_on_where_it_was_paused)
 {
-    window.script = {{DLG_PAUSE}, {DLG_STOP}, {}};
-    EXPECT_EQ(ui_pump(), 0);
-    EXPECT_EQ(window.waits, 1);
-    EXPECT_EQ(window.buttons(), "Stop");
-    EXPECT_EQ(ui_pump(), 0) << "a stopped run stays stopped";
+    for (const pause_case& c : pause_cases) {
+        SCOPED_TRACE(c.name);
+        shown_dialog shown;
+        shown.window.script = c.script;
+        EXPECT_EQ(ui_pump(), c.goes_on);
+        EXPECT_EQ(shown.window.waits, c.waits);
+        EXPECT_EQ(shown.window.script.size(), 1u);
+        EXPECT_EQ(shown.window.buttons(), c.buttons);
+        EXPECT_EQ(the_dialog_state.paused, 0);
+        EXPECT_EQ(ui_pump(), c.goes_on) << "a stopped run stays stopped";
+    }
 }
 
 TEST_F(dialog_fixture, bears_clicks_that_come_late)
@@ -94,15 +104,6 @@ TEST_F(dialog_fixture, bears_clicks_that_come_late)
     dialog.clicked(DLG_BAR);
     dialog.clicked(0);
     EXPECT_EQ(window.buttons(), "Stop") << "other controls have no say";
-}
-
-// Another program may send a second Pause, though the button is grey.
-TEST_F(dialog_fixture, leaves_a_pause_within_a_pause_by_one_click)
-{
-    window.script = {{DLG_PAUSE}, {DLG_PAUSE}, {DLG_RESUME}, {}};
-    EXPECT_EQ(ui_pump(), 1);
-    EXPECT_EQ(window.waits, 2);
-    EXPECT_EQ(window.script.size(), 1u);
 }
 
 TEST_F(dialog_fixture, lets_the_run_go_on_when_no_event_can_come)

@@ -139,6 +139,17 @@ class pty_job {
     {
         write_byte(further_[1]);
     }
+    /// Lets it go on to the next stop_here, or to its end with this result.
+    bool goes_on()
+    {
+        go_on();
+        return is_there();
+    }
+    bool goes_on_to_end(int result)
+    {
+        go_on();
+        return ends(result);
+    }
     /// "\003" is Ctrl-C, "\032" Ctrl-Z
     void type(const std::string& keys)
     {
@@ -161,6 +172,12 @@ class pty_job {
         if (is_ready(status_[0], k_patience_ms) && read(status_[0], &status, sizeof status) < 0)
             return -1;
         return status;
+    }
+
+    bool ends(int result)
+    {
+        const int status = next_status();
+        return WIFEXITED(status) && WEXITSTATUS(status) == result;
     }
 
     /// What has come to the terminal until nothing has come for a moment.

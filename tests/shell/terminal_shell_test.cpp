@@ -35,11 +35,6 @@ static std::string bar(int done, const std::string& label)
     return "[" + std::string(done, '#') + std::string(30 - done, '.') + "] " + label;
 }
 
-static bool ended_with(int status, int result)
-{
-    return WIFEXITED(status) && WEXITSTATUS(status) == result;
-}
-
 TEST(terminal_shell, keeps_a_line_below_the_log)
 {
     pty_job job("xterm", 80, [](pty_job& here) {
@@ -62,20 +57,16 @@ TEST(terminal_shell, keeps_a_line_below_the_log)
     });
     ASSERT_TRUE(job.is_there());
     EXPECT_EQ(job.screen(), "first\n" + bar(0, "  0 %"));
-    job.go_on();
-    ASSERT_TRUE(job.is_there());
+    ASSERT_TRUE(job.goes_on());
     EXPECT_EQ(job.screen(), "first\nsecond and\nthird\nWorking  " + bar(3, " 10 %"));
 
     const std::string before = job.output();
-    job.go_on();
-    ASSERT_TRUE(job.is_there());
+    ASSERT_TRUE(job.goes_on());
     EXPECT_EQ(job.output(), before) << "nothing changed, nothing is drawn";
 
-    job.go_on();
-    ASSERT_TRUE(job.is_there());
+    ASSERT_TRUE(job.goes_on());
     EXPECT_EQ(job.screen(), "first\nsecond and\nthird\n" + bar(30, "100 %"));
-    job.go_on();
-    EXPECT_TRUE(ended_with(job.next_status(), 0));
+    EXPECT_TRUE(job.goes_on_to_end(0));
     EXPECT_EQ(job.screen(), "first\nsecond and\nthird\nall done");
 }
 
@@ -85,7 +76,6 @@ TEST(terminal_shell, fits_its_line_to_the_window)
         start_run();
         ui_set_progress(50);
         here.stop_here();
-        here.stop_here();
         return end_run();
     });
     ASSERT_TRUE(job.is_there());
@@ -94,10 +84,7 @@ TEST(terminal_shell, fits_its_line_to_the_window)
     EXPECT_EQ(job.screen_until(" 50 %"), " 50 %");
     job.resize(5);
     EXPECT_EQ(job.screen_until(""), "");
-    job.go_on();
-    ASSERT_TRUE(job.is_there());
-    job.go_on();
-    EXPECT_TRUE(ended_with(job.next_status(), 0));
+    EXPECT_TRUE(job.goes_on_to_end(0));
 }
 
 TEST(terminal_shell, writes_nothing_of_its_own_where_lines_cannot_be_erased)
@@ -111,25 +98,16 @@ TEST(terminal_shell, writes_nothing_of_its_own_where_lines_cannot_be_erased)
     };
     for (const char* terminal : {"dumb", ""}) {
         pty_job job(terminal, 80, run);
-        EXPECT_TRUE(ended_with(job.next_status(), 0));
+        EXPECT_TRUE(job.ends(0));
         EXPECT_EQ(job.output(), "a line\r\n");
     }
-    // A file in the place of the terminal.
     pty_job job("xterm", 80, [&run](pty_job& here) {
-        char name[] = "/tmp/terminal_shell_test_XXXXXX";
-        const int file = mkstemp(name);
-        unlink(name);
-        const int terminal = dup(STDERR_FILENO);
-        dup2(file, STDERR_FILENO);
+        dup2(fileno(std::tmpfile()), STDERR_FILENO); // a file in the place of the terminal
         run(here);
-        dup2(terminal, STDERR_FILENO);
-        char text[64] = {};
-        if (pread(file, text, sizeof text - 1, 0) < 0) return 1;
-        std::fputs(text, stderr);
-        return 0;
+        return static_cast<int>(lseek(STDERR_FILENO, 0, SEEK_END));
     });
-    EXPECT_TRUE(ended_with(job.next_status(), 0));
-    EXPECT_EQ(job.output(), "a line\r\n");
+    EXPECT_TRUE(job.ends(7)) << "the line and no more";
+    EXPECT_EQ(job.output(), "");
 }
 
 TEST(terminal_shell, takes_ctrl_c_as_stop)
@@ -144,8 +122,7 @@ TEST(terminal_shell, takes_ctrl_c_as_stop)
     job.type("\003");
     EXPECT_TRUE(job.gets("^C", "  0 %")) << "the ^C is drawn over";
     EXPECT_EQ(job.screen(), bar(0, "  0 %"));
-    job.go_on();
-    EXPECT_TRUE(ended_with(job.next_status(), 255));
+    EXPECT_TRUE(job.goes_on_to_end(255));
     EXPECT_EQ(job.screen(), "");
 }
 
@@ -186,11 +163,9 @@ TEST(terminal_shell, clears_the_line_while_suspended)
         job.bring_to_front();
         EXPECT_TRUE(job.gets("^Z", bar(0, "  0 %"))) << job.screen();
     }
-    job.go_on();
-    ASSERT_TRUE(job.is_there());
+    ASSERT_TRUE(job.goes_on());
     EXPECT_TRUE(job.screen().ends_with(bar(30, "100 %")));
-    job.go_on();
-    EXPECT_TRUE(ended_with(job.next_status(), 0));
+    EXPECT_TRUE(job.goes_on_to_end(0));
 }
 
 TEST(terminal_shell, leaves_the_screen_to_the_job_in_front)
@@ -209,11 +184,9 @@ TEST(terminal_shell, leaves_the_screen_to_the_job_in_front)
     });
     ASSERT_TRUE(job.is_there());
     EXPECT_EQ(job.output(), "from behind\r\n");
-    job.go_on();
-    ASSERT_TRUE(job.is_there());
+    ASSERT_TRUE(job.goes_on());
     EXPECT_EQ(job.screen(), "from behind\n" + bar(18, " 60 %"));
-    job.go_on();
-    EXPECT_TRUE(ended_with(job.next_status(), 0));
+    EXPECT_TRUE(job.goes_on_to_end(0));
 }
 
 static int caught = 0;

@@ -9,10 +9,13 @@
 #include "shell/dialog_ids.h"
 #include "shell/x_screen.h"
 
+#include <chrono>
 #include <cstdlib>
+#include <future>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace velmora {
@@ -60,6 +63,22 @@ struct window_fixture : testing::Test {
         return {folder.path, command(more), display};
     }
 
+    /// Under wine: lets another program send a message to the window `title`; the answer is 0 when
+    /// it was handled. Returns when the message is under way, or could not be sent.
+    std::future<int> send(const std::string& title, const std::string& message) const
+    {
+        using namespace std::chrono_literals;
+        const std::string command = "DISPLAY=" + screen().display() + " '" + windows_folder() +
+                                    "/send_message' '" + title + "' " + message + " >'" +
+                                    (folder.path / "sent").string() + "'";
+        folder.write("sent", "");
+        auto answer =
+            std::async(std::launch::async, [command] { return std::system(command.c_str()); });
+        while (folder.read("sent").empty() && answer.wait_for(20ms) != std::future_status::ready) {}
+        std::this_thread::sleep_for(100ms); // between its word and the deed
+        return answer;
+    }
+
     static x_screen& screen()
     {
         return x_screen::shared();
@@ -70,12 +89,22 @@ struct window_fixture : testing::Test {
         return folder.read(".log");
     }
 
-    bool gives_what_the_plain_program_gives() const
+    void expect_stopped(window_run* run) const
     {
-        const std::string result = folder.read("out.stl");
-        folder.write("in.stl", model);
-        EXPECT_EQ(folder.run(options + " -f in.stl -o plain.stl").status, 0);
-        return !result.empty() && result == folder.read("plain.stl");
+        EXPECT_EQ(run->status(), 255) << log();
+        EXPECT_TRUE(log().ends_with(k_stopped)) << log();
+        EXPECT_EQ(folder.read("out.stl"), "");
+    }
+
+    /// Whether a file is what the plain program makes of the model. The log stays.
+    bool is_reduced(const std::string& name) const
+    {
+        const std::string log_before = log();
+        folder.write("plain_in.stl", model);
+        EXPECT_EQ(folder.run(options + " -f plain_in.stl -o plain.stl").status, 0);
+        folder.write(".log", log_before);
+        const std::string expected = folder.read("plain.stl");
+        return !expected.empty() && folder.read(name) == expected;
     }
 };
 

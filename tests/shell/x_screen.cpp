@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
@@ -69,15 +70,6 @@ place place_of(int wanted)
 #define LINE BUTTON
 #include "shell/dialog_template.inc"
     return middle;
-}
-
-std::vector<char*> pointers(const std::vector<std::string>& words)
-{
-    std::vector<char*> all;
-    for (const std::string& word : words)
-        all.push_back(const_cast<char*>(word.c_str()));
-    all.push_back(nullptr);
-    return all;
 }
 
 } // namespace
@@ -175,7 +167,10 @@ window_run::window_run(const std::filesystem::path& folder, const std::vector<st
 {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
-    const std::vector<char*> argv = pointers(command);
+    std::vector<char*> argv;
+    for (const std::string& word : command)
+        argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
     process_ = fork();
     if (process_ == 0) {
         if (chdir(folder.c_str()) != 0) _exit(127);
@@ -203,14 +198,10 @@ window_run::~window_run()
 void window_run::feed(const std::string& bytes)
 {
     const auto before = std::signal(SIGPIPE, SIG_IGN); // a run may end before it has read all
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = write(input_, bytes.data() + done, bytes.size() - done);
-        if (n <= 0) break;
-        done += static_cast<std::size_t>(n);
-    }
+    std::FILE* const pipe = fdopen(input_, "wb");
+    std::fwrite(bytes.data(), 1, bytes.size(), pipe);
+    std::fclose(pipe);
     std::signal(SIGPIPE, before);
-    close(input_);
     input_ = -1;
 }
 
@@ -220,13 +211,8 @@ long window_run::cpu_ticks() const
     std::string text;
     std::getline(file, text);
     std::istringstream rest(text.substr(text.rfind(')') + 1));
-    std::string skipped;
-    for (int i = 0; i < 11; ++i) // the state and what stands before the times
-        rest >> skipped;
-    long user = -1;
-    long system = -1;
-    rest >> user >> system;
-    return user + system;
+    const std::vector<std::string> words(std::istream_iterator<std::string>(rest), {});
+    return std::stol(words.at(11)) + std::stol(words.at(12)); // as user and in the system
 }
 
 bool window_run::stands_still()
