@@ -5,15 +5,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace velmora {
-
-namespace fs = std::filesystem;
 
 std::string program_result::steady_log() const
 {
@@ -25,33 +21,6 @@ std::string program_result::steady_log() const
         if (!times) steady += line + "\n";
     }
     return steady;
-}
-
-run_folder::run_folder()
-{
-    std::string name = (fs::temp_directory_path() / "velmora-XXXXXX").string();
-    path = mkdtemp(name.data());
-}
-
-run_folder::~run_folder()
-{
-    fs::remove_all(path);
-}
-
-void run_folder::write(const std::string& name, const std::string& bytes) const
-{
-    std::ofstream(path / name, std::ios::binary) << bytes;
-}
-
-std::string run_folder::read(const std::string& name) const
-{
-    std::ifstream in(path / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-bool run_folder::has(const std::string& name) const
-{
-    return fs::exists(path / name);
 }
 
 program_result run_folder::run(const std::string& options) const

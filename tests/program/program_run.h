@@ -2,8 +2,9 @@
 // result.
 #pragma once
 
+#include "temp_folder.h"
+
 #include <array>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -24,19 +25,8 @@ struct program_result {
     std::string steady_log() const;
 };
 
-/// A folder of its own for one test, gone afterwards.
-struct run_folder {
-    std::filesystem::path path;
-
-    run_folder();
-    ~run_folder();
-    run_folder(const run_folder&) = delete;
-    run_folder& operator=(const run_folder&) = delete;
-
-    void write(const std::string& name, const std::string& bytes) const;
-    std::string read(const std::string& name) const;
-    bool has(const std::string& name) const;
-
+/// A folder in which the program runs.
+struct run_folder : temp_folder {
     /// Runs `velmora options` here through a shell, so that quotes and redirections work.
     program_result run(const std::string& options) const;
     /// Runs other commands here in the same way.

@@ -1,12 +1,12 @@
 // Whole runs in which one allocation fails, each in turn.
 #include "mesh/memory.h"
 #include "run/driver.h"
+#include "temp_folder.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sstream>
@@ -45,16 +45,17 @@ const memory_case cases[] = {
     {"-f pages.astl -o out.stl -q 2 -S -h 0.2 -m 1.5", "pages.astl", "out.stl"},
 };
 
-/// Runs in a folder of its own.
-class memory : public ::testing::Test {
+// Thousands of files are emptied and written again, which a disk would feel.
+fs::path quick_place()
+{
+    const fs::path shm = "/dev/shm";
+    return access(shm.c_str(), W_OK) == 0 ? shm : fs::temp_directory_path();
+}
+
+class memory : public ::testing::Test, public temp_folder {
   protected:
-    memory()
+    memory() : temp_folder(quick_place())
     {
-        // Thousands of files are emptied and written again, which a disk would feel.
-        const fs::path shm = "/dev/shm";
-        const bool in_memory = access(shm.c_str(), W_OK) == 0;
-        std::string pattern = (in_memory ? shm : fs::temp_directory_path()) / "memory_test_XXXXXX";
-        dir = mkdtemp(pattern.data());
         write("in.astl", model());
         write("pages.astl", pages());
         write("in.kvd", "");
@@ -62,10 +63,6 @@ class memory : public ::testing::Test {
             run("-f in.astl -o in.stl -q 9", 0);
             run("-f in.astl -o in.kvd -q 4", 0);
         });
-    }
-    ~memory() override
-    {
-        fs::remove_all(dir);
     }
 
     /// A pyramid on a square of four triangles, and some more triangles of its corners: edges with
@@ -118,7 +115,7 @@ class memory : public ::testing::Test {
     {
         const pid_t child = fork();
         if (child == 0) {
-            fs::current_path(dir);
+            fs::current_path(path);
             fault.clear();
             act();
             write("fault", fault);
@@ -195,16 +192,6 @@ class memory : public ::testing::Test {
         return nth - 1;
     }
 
-    void write(const char* name, const std::string& bytes) const
-    {
-        std::ofstream(dir / name, std::ios::binary) << bytes;
-    }
-    std::string read(const std::string& name) const
-    {
-        std::ifstream file(dir / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     bool log_holds(const char* text) const
     {
         return read("log").find(text) != std::string::npos;
@@ -218,7 +205,6 @@ class memory : public ::testing::Test {
         return false;
     }
 
-    fs::path dir;
     int result = 0; ///< of the last run
     std::string fault;
 };

@@ -2,14 +2,14 @@
 #include "mesh/memory.h"
 #include "mesh/tolerances.h"
 #include "run/options.h"
+#include "temp_folder.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -41,14 +41,11 @@ struct word_list {
 };
 
 /// Parses command lines in an empty directory of its own.
-class options : public ::testing::Test {
+class options : public ::testing::Test, public temp_folder {
   protected:
     options()
     {
-        std::string pattern = fs::temp_directory_path() / "options_test_XXXXXX";
-        dir = mkdtemp(pattern.data());
-        home = fs::current_path();
-        fs::current_path(dir);
+        fs::current_path(path);
         set_option_defaults(&opt);
     }
 
@@ -56,16 +53,14 @@ class options : public ::testing::Test {
     {
         close_files();
         fs::current_path(home);
-        fs::remove_all(dir);
         merge_tol = k_default_merge_tol;
         kill_value = k_default_kill_value;
     }
 
     void close_files()
     {
-        for (std::FILE* file : {opt.input_file, opt.output_file, opt.removed_file}) {
+        for (std::FILE* file : {opt.input_file, opt.output_file, opt.removed_file})
             if (file != stdin && file != stdout) std::fclose(file);
-        }
         free_option_names(&opt);
         set_option_defaults(&opt);
     }
@@ -84,31 +79,19 @@ class options : public ::testing::Test {
     }
 
     /// With -r and -c, so that the run could begin; the two lines about identity are cut off `log`.
-    bool parse_run(std::vector<std::string> words)
+    bool parse_run(const std::string& more = "")
     {
-        words.insert(words.begin(), {"-r", "1", "-c", "0.5"});
-        const bool good = parse(words);
+        std::istringstream words("-r 1 -c 0.5 " + more);
+        const bool good = parse({std::istream_iterator<std::string>(words), {}});
         if (log.starts_with(opening)) log.erase(0, opening.size());
         return good;
-    }
-
-    static void write_file(const std::string& name, const std::string& content = "content")
-    {
-        std::ofstream(name) << content;
-    }
-
-    static std::string content_of(const std::string& name)
-    {
-        std::ifstream file(name);
-        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     run_options opt;
     std::string log;
 
   private:
-    fs::path dir;
-    fs::path home;
+    fs::path home = fs::current_path();
     std::unique_ptr<word_list> line;
 };
 
@@ -205,7 +188,7 @@ TEST_F(options, take_every_value)
 
 TEST_F(options, let_a_later_one_win)
 {
-    EXPECT_TRUE(parse_run({"-r", "2", "-F", "a", "-Fbinary", "-O", "a", "-Om", "-W", "NnCcN"}));
+    EXPECT_TRUE(parse_run("-r 2 -F a -Fbinary -O a -Om -W NnCcN"));
     EXPECT_EQ(opt.dist_tol_opt, 2.0);
     EXPECT_TRUE(is_given(opt, input_is_binary));
     EXPECT_FALSE(is_given(opt, input_is_ascii));
@@ -236,13 +219,13 @@ TEST_F(options, refuse_arguments_that_are_no_value)
 
 TEST_F(options, clamp_whole_numbers_to_32_bits)
 {
-    EXPECT_TRUE(parse_run(
-        {"-q", "99999999999999999999", "-V", " -3000000000", "-n", "1e300", "-l", "-1e300"}));
+    EXPECT_TRUE(parse_run("-q 99999999999999999999 -V -3000000000 -n 1e300 -l -1e300"));
     EXPECT_EQ(opt.mode_opt, std::numeric_limits<std::int32_t>::max());
     EXPECT_EQ(opt.verbosity, std::numeric_limits<std::int32_t>::min());
     EXPECT_EQ(opt.node_list_len, std::numeric_limits<std::int32_t>::max());
     EXPECT_EQ(opt.max_level, std::numeric_limits<std::int32_t>::min());
-    EXPECT_TRUE(parse_run({"-l", "nan", "-n", "-7.9"}));
+    EXPECT_TRUE(parse({"-r1", "-c1", "-l", "nan", "-n", "-7.9", "-V", " 5"}));
+    EXPECT_EQ(opt.verbosity, 5);
     EXPECT_EQ(opt.max_level, 0);
     EXPECT_EQ(opt.node_list_len, -7);
 }
@@ -251,30 +234,29 @@ TEST_F(options, have_bounds_that_belong_to_them)
 {
     for (const char* good : {"-a0", "-a60", "-c-1", "-c1", "-h0", "-h0.87", "-p0", "-p100", "-anan",
                              "-rinf", "-i1e-300", "-K0", "-q-7"}) {
-        EXPECT_TRUE(parse_run({good})) << good;
+        EXPECT_TRUE(parse_run(good)) << good;
     }
     struct {
-        std::vector<std::string> words;
+        const char* options;
         const char* log;
     } const cases[] = {
-        {{"-a60.5"}, "-a value must be between 0.000000 and 60.000000."},
-        {{"-a-0.1"}, "-a value must be between 0.000000 and 60.000000."},
-        {{"-c1.01"}, "-c value must be between -1.000000 and 1.000000."},
-        {{"-h0.8701"}, "-h value must be between 0.000000 and 0.870000."},
-        {{"-p101"}, "-p value must be between 0.000000 and 100.000000."},
-        {{"-i-1"}, "tolerance (-i) must be positive."},
-        {{"-j-1"}, "tolerance (-i) must be positive."},
-        {{"-j0"}, "tolerance 0.000000mm specified with -i is too low?"},
-        {{"-m-0.0"}, "tolerance -0.000000mm specified with -m is too low?"},
-        {{"-g-inf"}, "tolerance (-g) must be positive."},
+        {"-a60.5", "-a value must be between 0.000000 and 60.000000."},
+        {"-a-0.1", "-a value must be between 0.000000 and 60.000000."},
+        {"-c1.01", "-c value must be between -1.000000 and 1.000000."},
+        {"-h0.8701", "-h value must be between 0.000000 and 0.870000."},
+        {"-p101", "-p value must be between 0.000000 and 100.000000."},
+        {"-i-1", "tolerance (-i) must be positive."},
+        {"-j-1", "tolerance (-i) must be positive."},
+        {"-j0", "tolerance 0.000000mm specified with -i is too low?"},
+        {"-m-0.0", "tolerance -0.000000mm specified with -m is too low?"},
+        {"-g-inf", "tolerance (-g) must be positive."},
         // Of several the first in a fixed order is told.
-        {{"-j0", "-g0", "-r0", "-p-1", "-m0"},
-         "tolerance 0.000000mm specified with -m is too low?"},
-        {{"-j0", "-g0", "-r-1"}, "tolerance (-r) must be positive."},
-        {{"-j0", "-g-1"}, "tolerance (-g) must be positive."},
+        {"-j0 -g0 -r0 -p-1 -m0", "tolerance 0.000000mm specified with -m is too low?"},
+        {"-j0 -g0 -r-1", "tolerance (-r) must be positive."},
+        {"-j0 -g-1", "tolerance (-g) must be positive."},
     };
     for (const auto& c : cases) {
-        EXPECT_FALSE(parse_run(c.words));
+        EXPECT_FALSE(parse_run(c.options));
         EXPECT_EQ(log, std::string("velmora: ") + c.log + "\n");
     }
 }
@@ -282,7 +264,7 @@ TEST_F(options, have_bounds_that_belong_to_them)
 TEST_F(options, have_defaults_and_note_the_merge_tolerance_in_force)
 {
     merge_tol = 0.25f;
-    EXPECT_TRUE(parse_run({}));
+    EXPECT_TRUE(parse_run());
     EXPECT_EQ(log, "velmora(info): default 0.250000 point merge tolerance used.\n");
     EXPECT_EQ(opt.merge_tol_opt, 0.25);
     EXPECT_TRUE(is_given(opt, given_merge_tol));
@@ -291,7 +273,7 @@ TEST_F(options, have_defaults_and_note_the_merge_tolerance_in_force)
 }
 
 struct form_case {
-    std::vector<std::string> words;
+    const char* options;
     const char* input;
     const char* output;
     const char* removed;
@@ -299,27 +281,27 @@ struct form_case {
 };
 
 static const form_case form_cases[] = {
-    {{}, "binary", "binary", "binary", false},
-    {{"-F", "a"}, "ascii", "ascii", "ascii", false},
-    {{"-F", "m"}, "kvd", "kvd", "none", false},
-    {{"-f", "in.stl"}, "binary", "binary", "binary", false},
-    {{"-f", "in.stlx"}, "binary", "binary", "binary", false},
-    {{"-f", "in.astl"}, "ascii", "ascii", "ascii", false},
-    {{"-f", "in.kvd"}, "kvd", "kvd", "none", false},
-    {{"-f", "in.STL"}, "binary", "binary", "binary", true},
-    {{"-f", "in.stl.gz"}, "binary", "binary", "binary", true},
-    {{"-f", "in.stlxy"}, "binary", "binary", "binary", true},
-    {{"-f", "d.kvd/in"}, "binary", "binary", "binary", true},
-    {{"-f", "in.kvd", "-F", "a"}, "ascii", "ascii", "ascii", false},
-    {{"-f", "in.stl", "-o", "out.astl"}, "binary", "ascii", "binary", false},
-    {{"-f", "in.stl", "-o", "out.kvd"}, "binary", "kvd", "binary", false},
-    {{"-f", "in.astl", "-o", "out.dat"}, "ascii", "ascii", "ascii", false},
-    {{"-f", "in.stl", "-o", "out.astl", "-O", "m"}, "binary", "kvd", "binary", false},
-    {{"-f", "in.stl", "-o", "out.astl", "-e", "gone.stl"}, "binary", "ascii", "ascii", false},
-    {{"-f", "in.astl", "-o", "out.kvd", "-e", "gone.stl"}, "ascii", "kvd", "ascii", false},
-    {{"-f", "in.kvd", "-o", "out.stl", "-e", "gone"}, "kvd", "binary", "binary", false},
-    {{"-f", "in.kvd", "-e", "gone.stl"}, "kvd", "kvd", "none", false},
-    {{"-f", "in.stl", "-e", "gone.astl", "-E", "a"}, "binary", "binary", "ascii", false},
+    {"", "binary", "binary", "binary", false},
+    {"-F a", "ascii", "ascii", "ascii", false},
+    {"-F m", "kvd", "kvd", "none", false},
+    {"-f in.stl", "binary", "binary", "binary", false},
+    {"-f in.stlx", "binary", "binary", "binary", false},
+    {"-f in.astl", "ascii", "ascii", "ascii", false},
+    {"-f in.kvd", "kvd", "kvd", "none", false},
+    {"-f in.STL", "binary", "binary", "binary", true},
+    {"-f in.stl.gz", "binary", "binary", "binary", true},
+    {"-f in.stlxy", "binary", "binary", "binary", true},
+    {"-f d.kvd/in", "binary", "binary", "binary", true},
+    {"-f in.kvd -F a", "ascii", "ascii", "ascii", false},
+    {"-f in.stl -o out.astl", "binary", "ascii", "binary", false},
+    {"-f in.stl -o out.kvd", "binary", "kvd", "binary", false},
+    {"-f in.astl -o out.dat", "ascii", "ascii", "ascii", false},
+    {"-f in.stl -o out.astl -O m", "binary", "kvd", "binary", false},
+    {"-f in.stl -o out.astl -e gone.stl", "binary", "ascii", "ascii", false},
+    {"-f in.astl -o out.kvd -e gone.stl", "ascii", "kvd", "ascii", false},
+    {"-f in.kvd -o out.stl -e gone", "kvd", "binary", "binary", false},
+    {"-f in.kvd -e gone.stl", "kvd", "kvd", "none", false},
+    {"-f in.stl -e gone.astl -E a", "binary", "binary", "ascii", false},
 };
 
 static std::string form_name(const run_options& opt, std::uint64_t ascii)
@@ -336,14 +318,11 @@ TEST_F(options, settle_the_form_of_each_file)
     fs::create_directory("d.kvd");
     for (const char* name : {"in.stl", "in.stlx", "in.astl", "in.kvd", "in.STL", "in.stl.gz",
                              "in.stlxy", "d.kvd/in"}) {
-        write_file(name);
+        write(name, "content");
     }
     for (const form_case& c : form_cases) {
-        std::string words;
-        for (const std::string& word : c.words)
-            words += word + " ";
-        SCOPED_TRACE(words);
-        EXPECT_TRUE(parse_run(c.words));
+        SCOPED_TRACE(c.options);
+        EXPECT_TRUE(parse_run(c.options));
         EXPECT_EQ(form_name(opt, input_is_ascii), c.input);
         EXPECT_EQ(form_name(opt, output_is_ascii), c.output);
         EXPECT_EQ(form_name(opt, removed_is_ascii), c.removed);
@@ -355,8 +334,8 @@ TEST_F(options, settle_the_form_of_each_file)
 
 TEST_F(options, add_extensions_where_they_are_missing)
 {
-    write_file("part.astl");
-    EXPECT_TRUE(parse_run({"-f", "part", "-F", "a", "-o", "result", "-O", "b", "-e", "gone"}));
+    write("part.astl", "content");
+    EXPECT_TRUE(parse_run("-f part -F a -o result -O b -e gone"));
     EXPECT_STREQ(opt.input_name, "part.astl");
     EXPECT_STREQ(opt.output_name, "result.stl");
     EXPECT_STREQ(opt.removed_name, "gone.astl");
@@ -364,12 +343,12 @@ TEST_F(options, add_extensions_where_they_are_missing)
     EXPECT_TRUE(fs::exists("gone.astl"));
 
     // Without a form of its own the removed file takes the output's extension.
-    write_file("part.kvd");
-    EXPECT_TRUE(parse_run({"-f", "part.kvd", "-e", "more"}));
+    write("part.kvd", "content");
+    EXPECT_TRUE(parse_run("-f part.kvd -e more"));
     EXPECT_STREQ(opt.removed_name, "more.kvd");
 
-    write_file("part");
-    EXPECT_TRUE(parse_run({"-f", "part", "-F", "a", "-o", "."}));
+    write("part", "content");
+    EXPECT_TRUE(parse_run("-f part -F a -o ."));
     EXPECT_STREQ(opt.input_name, "part");
     EXPECT_STREQ(opt.output_name, "..astl");
 }
@@ -378,18 +357,16 @@ TEST_F(options, tell_why_a_file_cannot_be_opened)
 {
     fs::create_directory("d.x");
     struct {
-        std::vector<std::string> words;
+        const char* options;
         const char* log;
     } const cases[] = {
-        {{"-f", "part", "-F", "a"},
-         "rb) neither \"part\" nor \"<ditto>.astl\" (No such file or directory)"},
-        {{"-f", "part.stl"},
-         "rb) neither \"part.stl\" nor \"<ditto>.stl\" (No such file or directory)"},
-        {{"-o", "no/such/dir"}, "wb) \"no/such/dir\" (No such file or directory)"},
-        {{"-e", "d.x"}, "wb) \"d.x\" (Is a directory)"},
+        {"-f part -F a", "rb) neither \"part\" nor \"<ditto>.astl\" (No such file or directory)"},
+        {"-f part.stl", "rb) neither \"part.stl\" nor \"<ditto>.stl\" (No such file or directory)"},
+        {"-o no/such/dir", "wb) \"no/such/dir\" (No such file or directory)"},
+        {"-e d.x", "wb) \"d.x\" (Is a directory)"},
     };
     for (const auto& c : cases) {
-        EXPECT_FALSE(parse_run(c.words));
+        EXPECT_FALSE(parse_run(c.options));
         EXPECT_EQ(log, default_tol + "velmora: unable to access (mode:" + c.log + "\n");
     }
 }
@@ -397,65 +374,65 @@ TEST_F(options, tell_why_a_file_cannot_be_opened)
 TEST_F(options, keep_names_within_260_characters)
 {
     const std::string part(51, 'd');
-    const std::string path = part + "/" + part + "/" + part + "/" + part + "/"; // 208
-    fs::create_directories(path);
-    const std::string fits = path + std::string(48, 'n'); // 256, and 4 for ".stl"
-    EXPECT_TRUE(parse_run({"-o", fits}));
+    const std::string deep = part + "/" + part + "/" + part + "/" + part + "/"; // 208
+    fs::create_directories(deep);
+    const std::string fits = deep + std::string(48, 'n'); // 256, and 4 for ".stl"
+    EXPECT_TRUE(parse_run("-o " + fits));
     EXPECT_EQ(opt.output_name, fits + ".stl");
 
-    EXPECT_FALSE(parse_run({"-o", fits + "n"}));
+    EXPECT_FALSE(parse_run("-o " + fits + "n"));
     EXPECT_EQ(log, default_tol + "velmora: path to \"output\" is too long.\n");
     EXPECT_FALSE(fs::exists(fits + "n"));
-    EXPECT_FALSE(parse_run({"-f", fits + "n"}));
+    EXPECT_FALSE(parse_run("-f " + fits + "n"));
     EXPECT_TRUE(log.ends_with("velmora: path to \"input\" is too long.\n")) << log;
 
-    const std::string cut = path + ".n" + std::string(50, 'n');
-    EXPECT_TRUE(parse_run({"-o", cut + "beyond"}));
+    const std::string cut = deep + ".n" + std::string(50, 'n');
+    EXPECT_TRUE(parse_run("-o " + cut + "beyond"));
     EXPECT_EQ(opt.output_name, cut);
 }
 
 TEST_F(options, never_empty_a_file_that_is_in_use)
 {
-    write_file("part.stl", "the model");
+    write("part.stl", "the model");
     fs::create_hard_link("part.stl", "hard.stl");
     fs::create_symlink("part.stl", "soft.stl");
     for (const std::string name : {"part.stl", "./part.stl", "hard.stl", "soft.stl", "part"}) {
-        EXPECT_FALSE(parse_run({"-f", "part.stl", "-o", name}));
+        EXPECT_FALSE(parse_run("-f part.stl -o " + name));
         EXPECT_EQ(log, default_tol + "velmora: unable to access (mode:wb) \"" + name +
                            "\" (it is the input file)\n");
-        EXPECT_FALSE(parse_run({"-f", "part.stl", "-o", "new.stl", "-e", name}));
+        EXPECT_FALSE(parse_run("-f part.stl -o new.stl -e " + name));
         EXPECT_TRUE(log.ends_with("(it is the input file)\n")) << log;
     }
     // A moved file is still the same file when its new name was another link to it.
     fs::create_hard_link("part.stl", "part.stl~");
-    EXPECT_FALSE(parse_run({"-f", "part.stl", "-o", "="}));
-    EXPECT_EQ(content_of("part.stl"), "the model");
+    EXPECT_FALSE(parse_run("-f part.stl -o ="));
+    EXPECT_EQ(read("part.stl"), "the model");
     fs::remove("part.stl~");
 
-    EXPECT_FALSE(parse_run({"-f", "part.stl", "-o", "=", "-e", "part.stl~"}));
+    EXPECT_FALSE(parse_run("-f part.stl -o = -e part.stl~"));
     EXPECT_TRUE(is_given(opt, output_in_place));
-    EXPECT_EQ(content_of("part.stl~"), "the model");
+    EXPECT_EQ(read("part.stl~"), "the model");
 
-    EXPECT_FALSE(parse_run({"-o", "new.stl", "-e", "./new"}));
+    EXPECT_FALSE(parse_run("-o new.stl -e ./new"));
     EXPECT_TRUE(log.ends_with("(mode:wb) \"./new\" (it is the output file)\n")) << log;
 }
 
 TEST_F(options, share_devices_freely)
 {
     fs::create_symlink("/dev/null", "void.stl");
-    EXPECT_TRUE(parse_run({"-f", "void.stl", "-o", "void.stl", "-e", "void.stl"})) << log;
+    EXPECT_TRUE(parse_run("-f void.stl -o void.stl -e void.stl")) << log;
 }
 
 TEST_F(options, report_memory_that_ran_out)
 {
-    write_file("part.stl", "the model");
+    write("part.stl", "the model");
     for (std::uint64_t n = 1; n <= 4; ++n) {
         heap_fail_nth(n);
-        EXPECT_FALSE(parse_run({"-f", "part.stl", "-o", "=", "-e", "gone"}));
+        EXPECT_FALSE(parse_run("-f part.stl -o = -e gone"));
         EXPECT_EQ(log, default_tol + "velmora: unable to allocate additional memory.\n");
         heap_fail_nth(0);
         if (n > 2) fs::rename("part.stl~", "part.stl");
-        EXPECT_EQ(content_of("part.stl"), "the model");
+        EXPECT_EQ(read("part.stl"), "the model");
     }
 }
 

@@ -1,5 +1,6 @@
 // Progress, Stop, times, and the texts of errors.
 #include "files/model_io.h"
+#include "files/stl_fixture.h"
 #include "mesh/log.h"
 #include "mesh/memory.h"
 #include "run/errors.h"
@@ -166,17 +167,8 @@ TEST_F(progress, gives_the_log_of_every_room_its_place)
     heap_fail_nth(0);
     EXPECT_EQ(shown, "<>");
 
-    std::FILE* file = std::tmpfile();
-    std::fputs("solid\nfacet normal 0 0 1\nouter loop\nvertex 0 0 9.0e+10\nvertex 1 0 0\n"
-               "vertex 0 1 0\nendloop\nendfacet\nendsolid\n",
-               file);
-    std::rewind(file);
-    stl_stream* stream = stl_open();
-    std::uint32_t ascii = stl_format_ascii;
-    std::uint32_t reading = stl_reading;
-    stl_set(stream, stl_prop_handle, file);
-    stl_set(stream, stl_prop_format, &ascii);
-    stl_set(stream, stl_prop_direction, &reading);
+    std::FILE* file = file_with(binary_header(1) + binary_record(9.0e10f));
+    stl_stream* stream = open_stl(file, stl_format_binary, stl_reading);
     const std::string log = logged([stream] {
         tr_soup soup = {};
         aabb box;
