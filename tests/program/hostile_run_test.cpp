@@ -36,16 +36,21 @@ TEST(hostile_run, ends_with_a_model_whatever_it_is_given)
         dir.write("in.stl", binary_stl(hostile_model(hostile)));
         for (const char* way : k_ways) {
             SCOPED_TRACE(way);
-            const program_result r = dir.run(std::string("-f in.stl -o out.stl -K inf ") + way);
+            const program_result r =
+                dir.run(std::string("-f in.stl -o out.stl -e gone.stl -K inf ") + way);
             ASSERT_EQ(r.status, 0) << r.log;
-            ASSERT_NE(r.log.find("wrote output file"), std::string::npos) << r.log;
+            ASSERT_TRUE(r.says("wrote output file")) << r.log;
             const std::string stl = dir.read("out.stl");
             const std::size_t left = facets_of(stl).size();
             // Nothing is written of a model of which nothing is left.
             EXPECT_EQ(stl.size(), left == 0 ? 0 : 84 + 50 * left);
             EXPECT_LE(left, k_count);
             EXPECT_FALSE(has_nan(stl));
+            EXPECT_FALSE(has_nan(dir.read("gone.stl")));
         }
+        const std::size_t left = facets_of(dir.read("out.stl")).size();
+        const program_result again = dir.run("-f out.stl -o again.stl -K inf -q 4 -r 1 -c 1");
+        EXPECT_TRUE(again.says(": " + std::to_string(left) + " triangles read.\n")) << again.log;
     }
 }
 

@@ -12,6 +12,11 @@ namespace velmora {
 inline const std::string k_as_is = " -r 0.01 -c 0.9 -q 4"; // without -a no vertex goes
 inline const std::string k_reduce = " -r 0.01 -c 0.9 -q 1";
 
+/// All modes, and thin repair with shape optimisation.
+inline const std::string k_ways[] = {" -r 0.05 -c 0.9 -q 1", " -j 1.2 -q 2",
+                                     " -r 0.05 -c 0.9 -i 3 -q 3", " -r 0.1 -c 0.9 -a 35 -q 4",
+                                     " -r 1 -c 0.9 -h 0.4 -S -P -q 1"};
+
 /// A folder with a closed model under the names in.stl, in.astl and in.kvd.
 struct model_run : testing::Test {
     run_folder dir;
