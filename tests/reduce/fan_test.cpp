@@ -29,43 +29,21 @@ const fan_case fan_cases[] = {
     {"two fans: the first found", "ocd obc oef", 'o', "ocd obc", vtx_open},
 };
 
-// Damage to the links of the hexagon, in which oaf is wound the other way.
-void drop_back_link(reduce_mesh* m)
-{
-    m->at("oaf").nbr[0] = {};
-}
-
-void link_to_a_stranger(reduce_mesh* m)
-{
-    m->at("oab").nbr[0] = m->tr("xyz");
-}
-
-void link_to_the_dead(reduce_mesh* m)
-{
-    links_may_dangle = true;
-    const tr_h dead = m->tr("oaf");
-    tr_delete(dead, &m->ctx);
-    m->at("oab").nbr[0] = dead;
-}
-
-void link_in_a_circle(reduce_mesh* m)
-{
-    m->at("ocd").nbr[0] = m->tr("oef"); // never back to oab
-}
-
+// In the hexagon, with oaf wound the other way, the first link of `from` leads to `to`.
 struct damage_case {
     const char* name;
-    void (*damage)(reduce_mesh*);
+    const char* from;
+    const char* to; ///< "" nowhere
+    bool to_is_dead;
     const char* fan;
     vtx_type type;
 };
 
 const damage_case damage_cases[] = {
-    {"one-sided: on by the corner's own edge", drop_back_link, "oaf oef ode ocd obc oab oaf",
-     vtx_open},
-    {"the stranger ends the walk", link_to_a_stranger, "oaf oef ode ocd obc oab xyz", vtx_closed},
-    {"the dead is none", link_to_the_dead, "oef ode ocd obc oab", vtx_open},
-    {"cut at the count of users", link_in_a_circle, "oab oaf oef ode ocd oef ode ocd", vtx_closed},
+    {"on by its own edge", "oaf", "", false, "oaf oef ode ocd obc oab oaf", vtx_open},
+    {"a stranger ends the walk", "oab", "xyz", false, "oaf oef ode ocd obc oab xyz", vtx_closed},
+    {"the dead is none", "oab", "oaf", true, "oef ode ocd obc oab", vtx_open},
+    {"cut at the users", "ocd", "oef", false, "oab oaf oef ode ocd oef ode ocd", vtx_closed},
 };
 
 // The first triangle at `v` that a descent with its place meets.
@@ -99,7 +77,10 @@ TEST(fan, ends_somewhere_on_damaged_links)
     for (const damage_case& c : damage_cases) {
         reduce_mesh m(std::string(k_hexagon_points) + "x 5 0 0  y 6 0 0  z 5 1 0",
                       "oab obc ocd ode oef oaf xyz");
-        c.damage(&m);
+        const tr_h to = *c.to ? m.tr(c.to) : tr_h{};
+        links_may_dangle = c.to_is_dead;
+        if (c.to_is_dead) tr_delete(to, &m.ctx);
+        m.at(c.from).nbr[0] = to;
         m.enter();
         EXPECT_EQ(m.fan('o'), c.fan) << c.name;
         EXPECT_EQ(m.type('o'), c.type) << c.name;

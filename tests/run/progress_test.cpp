@@ -104,13 +104,15 @@ TEST_F(progress, keeps_silent_about_stop_with_an_alarm_set)
     struct {
         const char* text;
         std::int32_t seconds;
-    } const cases[] = {{"", 0},
-                       {"60", 60},
-                       {"60 s", 60},
-                       {"60s", 0},
-                       {"soon", 0},
-                       {" -5", -5},
-                       {"99999999999", 0x7fffffff}};
+    } const cases[] = {
+        {"", 0},
+        {"60", 60},
+        {"60 s", 60},
+        {"60s", 0},
+        {"soon", 0},
+        {" -5", -5},
+        {"99999999999", 0x7fffffff},
+    };
     may_run = false;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);

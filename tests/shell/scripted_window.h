@@ -5,6 +5,7 @@
 
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,14 +29,10 @@ class scripted_window : public dialog_window {
     std::string buttons() const
     {
         std::string names;
-        const std::pair<int, const char*> all[] = {
+        const std::pair<int, std::string> all[] = {
             {DLG_PAUSE, "Pause"}, {DLG_RESUME, "Resume"}, {DLG_STOP, "Stop"}};
-        for (const auto& [id, name] : all) {
-            const auto found = enabled_.find(id);
-            if (found == enabled_.end() || !found->second) continue;
-            if (!names.empty()) names += " ";
-            names += name;
-        }
+        for (const auto& [id, name] : all)
+            if (enabled_.contains(id)) names += (names.empty() ? "" : " ") + name;
         return names;
     }
 
@@ -62,7 +59,8 @@ class scripted_window : public dialog_window {
     }
     void enable(int id, bool on) override
     {
-        enabled_[id] = on;
+        if (on) enabled_.insert(id);
+        if (!on) enabled_.erase(id);
     }
     void set_bar(int percent) override
     {
@@ -108,7 +106,7 @@ class scripted_window : public dialog_window {
 
     click_target* target_ = nullptr;
     std::map<int, std::string> texts_;
-    std::map<int, bool> enabled_;
+    std::set<int> enabled_;
 };
 
 } // namespace velmora
