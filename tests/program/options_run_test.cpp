@@ -158,28 +158,25 @@ TEST_F(options_run, in_place_gives_up_silently_when_the_input_cannot_be_moved)
     EXPECT_EQ(dir.read("in.stl"), model);
 }
 
-TEST_F(options_run, removed_file_follows_the_name_of_the_output)
+TEST_F(options_run, removed_file_has_the_form_of_the_stl_files_or_is_empty)
 {
     struct {
         const char* options;
-        const char* name;
         const char* begins; ///< "" for an empty file
     } const cases[] = {
-        {"-f in.stl -o out.stl -e gone", "gone.stl", "VELMORA version 5.0"},
-        {"-f in.stl -o out.astl -e gone2.stl", "gone2.stl", "solid VELMORA version 5.0\n"},
-        {"-f in.astl -o out.kvd -e gone3", "gone3.astl", "solid VELMORA version 5.0\n"},
-        {"-f in.stl -o out.stl -e gone4 -E a", "gone4.astl", "solid VELMORA version 5.0\n"},
-        {"-f in.kvd -o out.kvd -e gone5", "gone5.kvd", ""},
-        {"-f in.stl -o out.stl -e gone6 -P", "gone6.stl", ""},
-        {"-f in.stl -o out.stl -e gone7 -S -h 0.5", "gone7.stl", ""},
+        {"-f in.stl -o out.stl", "VELMORA version 5.0"},
+        {"-f in.stl -o out.astl", "solid VELMORA version 5.0\n"},
+        {"-f in.astl -o out.kvd", "solid VELMORA version 5.0\n"},
+        {"-f in.stl -o out.stl -E a", "solid VELMORA version 5.0\n"},
+        {"-f in.kvd -o out.kvd", ""},
+        {"-f in.stl -o out.stl -P", ""},
+        {"-f in.stl -o out.stl -S -h 0.5", ""},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.options);
-        EXPECT_EQ(dir.run(std::string(c.options) + k_reduce).status, 0);
-        ASSERT_TRUE(dir.has(c.name));
-        const std::string bytes = dir.read(c.name);
-        EXPECT_EQ(bytes.substr(0, std::string(c.begins).size()), c.begins);
-        EXPECT_EQ(bytes.empty(), *c.begins == '\0');
+        EXPECT_EQ(dir.run(c.options + (" -e gone.x" + k_reduce)).status, 0);
+        const std::string bytes = dir.read("gone.x");
+        EXPECT_TRUE(bytes.starts_with(c.begins)) << c.options;
+        EXPECT_EQ(bytes.empty(), *c.begins == '\0') << c.options;
     }
 }
 

@@ -144,6 +144,8 @@ TEST(commit, puts_the_target_everywhere_and_keeps_the_counts)
         EXPECT_EQ(m.at("obc").nrm[2], 1.0f);
         EXPECT_EQ(rec(m.vtx('a')).refs, 6 + 2); // six corners, two records of the table
         EXPECT_TRUE(m.holders_are_exact());
+        vtx_table_free(&m.table);
+        EXPECT_TRUE(m.counts_are_exact());
     }
 }
 

@@ -1,22 +1,9 @@
-#include "mesh/cell_tree.h"
 #include "mesh/vec.h"
 #include "reduce_fixture.h"
 
 #include <gtest/gtest.h>
 
 namespace velmora {
-
-TEST(vtx_table, lists_vertices_as_the_tree_meets_their_corners)
-{
-    reduce_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0", "cab acd");
-    m.enter();
-    EXPECT_EQ(m.all_of(vtx_open), "cabd");
-    EXPECT_EQ(rec(m.vtx('c')).tbl_index, 1u);
-    EXPECT_EQ(rec(m.vtx('c')).refs, 3); // two corners and the table
-    EXPECT_EQ(rec(m.vtx('d')).refs, 2);
-    vtx_table_free(&m.table);
-    EXPECT_TRUE(m.counts_are_exact());
-}
 
 struct dev_case {
     const char* name;

@@ -162,20 +162,15 @@ TEST_F(options, take_every_value)
     EXPECT_TRUE(parse({"-a",  "20", "-c", "-.5", "-g",  "1e-3", "-h",  ".25", "-i", "7",
                        "-j",  "2",  "-l", "9.7", "-m",  "0.5",  "-n",  "12",  "-p", "50",
                        "-q4", "-r", "3",  "-K",  "1e5", "-PS",  "-V4", "-W",  "N C"}));
-    EXPECT_EQ(opt.min_angle_opt, 20.0);
-    EXPECT_EQ(opt.angle_tol_opt, -0.5);
-    EXPECT_EQ(opt.grid_opt, 1e-3);
-    EXPECT_EQ(opt.height_ratio_opt, 0.25);
-    EXPECT_EQ(opt.max_edge_opt, 7.0);
-    EXPECT_EQ(opt.min_edge_opt, 2.0);
-    EXPECT_EQ(opt.max_level, 9);
-    EXPECT_EQ(opt.merge_tol_opt, 0.5);
-    EXPECT_EQ(opt.node_list_len, 12);
-    EXPECT_EQ(opt.pass_limit, 50.0);
-    EXPECT_EQ(opt.mode_opt, 4);
-    EXPECT_EQ(opt.dist_tol_opt, 3.0);
-    EXPECT_EQ(kill_value, 1e5);
-    EXPECT_EQ(opt.verbosity, 4);
+    const std::pair<double, double> taken[] = {
+        {opt.min_angle_opt, 20.0}, {opt.angle_tol_opt, -0.5},    {opt.grid_opt, 1e-3},
+        {opt.max_edge_opt, 7.0},   {opt.height_ratio_opt, 0.25}, {opt.min_edge_opt, 2.0},
+        {opt.max_level, 9.0},      {opt.merge_tol_opt, 0.5},     {opt.node_list_len, 12.0},
+        {opt.pass_limit, 50.0},    {opt.mode_opt, 4.0},          {opt.dist_tol_opt, 3.0},
+        {kill_value, 1e5},         {opt.verbosity, 4.0},
+    };
+    for (const auto& [value, expected] : taken)
+        EXPECT_EQ(value, expected);
 
     const std::uint64_t values = 0x1 | 0x2 | 0x10 | 0x20 | 0x40 | 0x80 | 0x100 | 0x400 | 0x800;
     const std::uint64_t forms = 1ull << 14 | 1ull << 17 | 1ull << 21;

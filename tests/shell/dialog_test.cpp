@@ -143,18 +143,6 @@ TEST(app, runs_with_the_words_of_its_command_line)
     EXPECT_EQ(window.text(DLG_STATUS), "seen");
 }
 
-TEST(app, takes_words_that_were_split_before)
-{
-    scripted_window window;
-    run_result = 0;
-    char path[] = "/usr/bin/other";
-    char word[] = "a b";
-    char* argv[] = {path, word, nullptr};
-    CVelmoraApp app(&window, 2, argv, noted_run);
-    EXPECT_EQ(app.InitInstance(), 0);
-    EXPECT_EQ(run_words, (texts{"velmora", "a b"}));
-}
-
 TEST(app, tries_again_while_a_window_may_come)
 {
     scripted_window window;
