@@ -81,16 +81,23 @@ std::vector<soup_tr> random_soup(const soup_kind& kind, unsigned seed)
     return trs;
 }
 
+enum planting_way {
+    one_by_one,
+    list_at_once,
+    soup_at_once
+};
+
 // A mesh of its own from a soup, built in one way or the other.
 struct planted {
     mesh_ctx ctx;
     topo_ctx topo = {};
     tr_soup soup = {};
+    std::size_t size; // of the soup, which planting uses up
     aabb bbox = k_no_box;
     std::uint32_t level = 4;
     std::int32_t err = 0;
 
-    explicit planted(const std::vector<soup_tr>& trs)
+    explicit planted(const std::vector<soup_tr>& trs) : size(trs.size())
     {
         mesh_ctx_init(&ctx, tr_is_point);
         ctx.topo = &topo;
@@ -125,39 +132,25 @@ struct planted {
         ctx.grow_limit = tree_grow_limit(ctx.max_list);
     }
 
-    void plant_at_once(std::uint32_t list_len)
+    void plant(planting_way way, std::uint32_t list_len)
     {
         make_root(list_len);
-        ASSERT_EQ(soup_plant(&soup, plant_welded, margin(), &ctx), plant_done);
-        EXPECT_TRUE(ctx.in_order);
-        merge();
-    }
-
-    void plant_one_by_one(std::uint32_t list_len)
-    {
-        make_root(list_len);
-        obj_list list = {};
-        ASSERT_TRUE(soup_to_list(soup, margin(), &list));
-        for (const obj_h o : list) {
-            tr_assign_id(o, false, &ctx);
-            ASSERT_TRUE(tree_add(o, nullptr, &ctx));
+        if (way == soup_at_once) {
+            ASSERT_EQ(soup_plant(&soup, plant_welded, margin(), &ctx), plant_done);
+            EXPECT_TRUE(ctx.in_order);
+        } else {
+            obj_list list = {};
+            ASSERT_TRUE(soup_to_list(soup, margin(), &list));
+            if (way == list_at_once) {
+                ASSERT_EQ(tree_add_all(list, &ctx), renew_done);
+            } else {
+                for (const obj_h o : list) {
+                    tr_assign_id(o, false, &ctx);
+                    ASSERT_TRUE(tree_add(o, nullptr, &ctx));
+                }
+            }
+            list_free(&list);
         }
-        list_free(&list);
-        merge();
-    }
-
-    void plant_list_at_once(std::uint32_t list_len)
-    {
-        make_root(list_len);
-        obj_list list = {};
-        ASSERT_TRUE(soup_to_list(soup, margin(), &list));
-        ASSERT_EQ(tree_add_all(list, &ctx), renew_done);
-        list_free(&list);
-        merge();
-    }
-
-    void merge()
-    {
         if (topo.weld == weld_none || topo.weld == weld_some) {
             ASSERT_EQ(merge_vertices(&err, &ctx), stage_ok);
         }
@@ -168,28 +161,31 @@ struct planted {
     {
         std::ostringstream out;
         std::map<std::uint32_t, std::size_t> vtx_names;
+        const auto put = [&](const float* p) {
+            out << " at " << p[0] << ' ' << p[1] << ' ' << p[2];
+        };
         out << ctx.tr_count << ' ' << ctx.max_level << ' ' << ctx.max_list << ' ' << ctx.grow_limit
-            << ' ' << (ctx.longest_list > ctx.grow_limit) << ' ' << ctx.next_id << '\n';
+            << ' ' << (ctx.longest_list > ctx.grow_limit) << ' ' << ctx.next_id;
         walk_leaves(ctx.root, everywhere, [&](cell_node& leaf) {
-            out << "leaf " << leaf.box.min[0] << ' ' << leaf.box.max[1] << ' ' << leaf.box.max[2];
+            out << "\nleaf";
+            put(leaf.box.min);
+            put(leaf.box.max);
             for (const obj_h o : leaf.list)
                 out << ' ' << rec(rec(o).tr).id;
-            out << '\n';
             return true;
         });
         for_each_obj_once(&ctx, [&](obj_h o, const cell_obj& obj) {
             const tr_rec& tr = rec(obj.tr);
             EXPECT_EQ(tr.cell, o);
-            out << tr.id << ": " << tr.flags << ' ' << obj.refs << ' ' << obj.box.min[0] << ' '
-                << obj.box.max[2];
-            for (const vtx_h v : tr.vtx) {
-                const std::size_t name = vtx_names.emplace(v.i, vtx_names.size()).first->second;
-                out << " v" << name << " x" << rec(v).refs << " at " << rec(v).pos[0] << ' '
-                    << rec(v).pos[1] << ' ' << rec(v).pos[2];
+            out << '\n' << tr.id << ": " << tr.flags << ' ' << obj.refs;
+            put(obj.box.min);
+            put(obj.box.max);
+            for (int i = 0; i < 3; ++i) {
+                const vtx_h v = tr.vtx[i];
+                out << " v" << vtx_names.emplace(v.i, vtx_names.size()).first->second << " x"
+                    << rec(v).refs << " n" << (live_nbr(tr, i) ? rec(live_nbr(tr, i)).id : 0);
+                put(rec(v).pos);
             }
-            for (int i = 0; i < 3; ++i)
-                out << ' ' << (live_nbr(tr, i) ? rec(live_nbr(tr, i)).id : 0);
-            out << '\n';
             return true;
         });
         return out.str();
@@ -213,25 +209,26 @@ template <class check_fn> void for_random_soups(const check_fn& check)
         }
 }
 
-TEST_F(planting, makes_the_mesh_that_single_insertions_and_the_merge_make)
+// Each soup in several ways, the slow one first.
+template <class make_fn> void expect_same_states(int ways, const make_fn& make)
 {
-    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
+    for_random_soups([&](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
         std::string slow;
-        {
+        for (int way = 0; way < ways; ++way) {
             planted p(trs);
-            p.plant_one_by_one(list_len);
-            slow = p.state();
-        }
-        for (const bool records_first : {false, true}) {
-            planted p(trs);
-            if (records_first) {
-                p.plant_list_at_once(list_len);
-            } else {
-                p.plant_at_once(list_len);
-            }
-            EXPECT_EQ(p.state(), slow);
+            make(&p, list_len, way);
+            const std::string state = p.state();
+            if (way == 0) slow = state;
+            EXPECT_EQ(state, slow);
             EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
         }
+    });
+}
+
+TEST_F(planting, makes_the_mesh_that_single_insertions_and_the_merge_make)
+{
+    expect_same_states(3, [](planted* p, std::uint32_t list_len, int way) {
+        p->plant(static_cast<planting_way>(way), list_len);
     });
 }
 
@@ -240,7 +237,7 @@ TEST_F(planting, welds_the_places_that_no_other_is_close_to)
     merge_tol = 0.125f;
     for (const float x : {1.0f, 1.125f, 1.25f}) {
         planted p({{0, 0, 0, 1, 0, 0, 0, 1, 0}, {x, 0, 0, 3, 0, 0, 0, 0, 3}});
-        p.plant_at_once(8);
+        p.plant(soup_at_once, 8);
         EXPECT_EQ(p.topo.weld, x == 1.125f ? weld_some : weld_distinct) << x;
     }
 }
@@ -273,27 +270,22 @@ node_h follow_path(node_h root, std::uint32_t path)
     return path % 2 ? above.high : above.low;
 }
 
-struct place_in_box {
-    float at[3];
-};
+using place_in_box = std::array<float, 3>;
 
-std::vector<place_in_box> random_places(const aabb& box, unsigned seed, int count)
+std::vector<place_in_box> random_places(const aabb& box, unsigned seed, std::size_t count)
 {
     std::mt19937 random(seed);
-    std::vector<place_in_box> places;
-    for (int n = 0; n < count; ++n) {
-        place_in_box p;
-        for (int i = 0; i < 3; ++i)
-            p.at[i] = box.min[i] +
-                      (box.max[i] - box.min[i]) * (static_cast<float>(random() % 64) / 64.0f);
-        places.push_back(p);
-    }
+    std::vector<place_in_box> places(count);
+    for (place_in_box& p : places)
+        for (std::size_t i = 0; i < 3; ++i)
+            p[i] = box.min[i] +
+                   (box.max[i] - box.min[i]) * (static_cast<float>(random() % 64) / 64.0f);
     return places;
 }
 
 // Asks for leaves here and there, which unfolds what is folded around them, once it has been told
 // where they will be: by single searches, and by a map that grows with them.
-void look_about(planted* p, unsigned seed, int count = 60, std::size_t looks = 10)
+void look_about(planted* p, unsigned seed, std::size_t count = 60, std::size_t looks = 10)
 {
     leaf_map map;
     ASSERT_TRUE(leaf_map_open(p->ctx.max_level, &map));
@@ -302,15 +294,15 @@ void look_about(planted* p, unsigned seed, int count = 60, std::size_t looks = 1
     for (const place_in_box& place : places) {
         leaf_cell alone;
         leaf_cell cell;
-        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.at, &map, &cell));
-        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.at, nullptr, &alone));
+        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.data(), &map, &cell));
+        EXPECT_TRUE(find_leaf_cell(p->ctx.root, place.data(), nullptr, &alone));
         EXPECT_EQ(alone.path, cell.path);
         told.push_back(cell);
     }
     leaf_map_close(&map);
     for (std::size_t n = 0; n < looks; ++n) {
-        const node_h leaf = cell_find_leaf(p->ctx.root, places[n].at);
-        EXPECT_TRUE(pt_in_box(rec(leaf).box, places[n].at));
+        const node_h leaf = cell_find_leaf(p->ctx.root, places[n].data());
+        EXPECT_TRUE(pt_in_box(rec(leaf).box, places[n].data()));
         EXPECT_EQ(follow_path(p->ctx.root, told[n].path), leaf);
         EXPECT_EQ(std::memcmp(&told[n].box, &rec(leaf).box, sizeof(aabb)), 0);
     }
@@ -318,26 +310,15 @@ void look_about(planted* p, unsigned seed, int count = 60, std::size_t looks = 1
 
 TEST_F(planting, a_tree_is_the_same_whatever_was_asked_first)
 {
-    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
-        std::string states[2];
-        for (const bool folded : {false, true}) {
-            planted p(trs);
-            if (folded) {
-                p.plant_at_once(list_len);
-                look_about(&p, list_len);
-            } else {
-                p.plant_one_by_one(list_len);
-            }
-            disturb(&p);
-            if (folded) {
-                look_about(&p, list_len + 1);
-                EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
-                renumber_mesh(renumber_all, &p.ctx);
-                look_about(&p, list_len + 2);
-            }
-            states[folded] = p.state();
-        }
-        EXPECT_EQ(states[0], states[1]);
+    expect_same_states(2, [](planted* p, std::uint32_t list_len, int folded) {
+        p->plant(folded ? soup_at_once : one_by_one, list_len);
+        if (folded) look_about(p, list_len);
+        disturb(p);
+        if (!folded) return;
+        look_about(p, list_len + 1);
+        EXPECT_EQ(audit_counts(&p->ctx, nullptr, 0, stderr), 0u);
+        renumber_mesh(renumber_all, &p->ctx);
+        look_about(p, list_len + 2);
     });
 }
 
@@ -367,8 +348,8 @@ class restless {
         const std::vector<place_in_box> places = random_places(mesh->bbox, seed, 2);
         const place_in_box& spot = places[0];
         aabb part = k_no_box;
-        box_add(&part, spot.at);
-        box_add(&part, places[1].at);
+        box_add(&part, spot.data());
+        box_add(&part, places[1].data());
         const unsigned rate = seed % 3 == 0 ? 1 : seed % 3 == 1 ? 3 : 40;
         const bool clears = seed % 4 == 0;
         for (const obj_h o : objs) {
@@ -403,7 +384,7 @@ class restless {
         if (id(o) % seldom == 0) box_widen(&box, static_cast<double>(size));
         if (id(o) % 5 == 4) {
             box = k_no_box;
-            box_add(&box, spot.at);
+            box_add(&box, spot.data());
             box_widen(&box, static_cast<double>(size) / (1 << random() % 8));
         }
         put_in_box(o, box);
@@ -426,22 +407,15 @@ class restless {
 
 TEST_F(planting, a_tree_is_the_same_however_much_comes_and_goes)
 {
-    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
-        std::string states[2];
-        for (const bool folded : {false, true}) {
-            planted p(trs);
-            const std::uint32_t longer = list_len % 2 ? 4 * list_len : 2 * list_len;
-            p.level = list_len % 2 ? 8 : 5;
-            folded ? p.plant_at_once(longer) : p.plant_one_by_one(longer);
-            restless some(&p, list_len);
-            for (unsigned turn = 0; turn < 9; ++turn) {
-                some.turn();
-                if (folded && turn % 4 == 0) look_about(&p, list_len + turn, 300, 1);
-            }
-            if (list_len == 3 && trs.size() < 450) some.spread();
-            states[folded] = p.state();
+    expect_same_states(2, [](planted* p, std::uint32_t list_len, int folded) {
+        p->level = list_len % 2 ? 8 : 5;
+        p->plant(folded ? soup_at_once : one_by_one, list_len % 2 ? 4 * list_len : 2 * list_len);
+        restless some(p, list_len);
+        for (unsigned turn = 0; turn < 9; ++turn) {
+            some.turn();
+            if (folded && turn % 4 == 0) look_about(p, list_len + turn, 300, 1);
         }
-        EXPECT_EQ(states[0], states[1]);
+        if (list_len == 3 && p->size < 450) some.spread();
     });
 }
 
@@ -450,7 +424,7 @@ TEST_F(planting, memory_that_runs_out_where_cells_unfold_is_not_forgotten)
     const std::uint64_t blocks = heap_blocks();
     {
         planted p(random_soup(k_kinds[1], 0));
-        p.plant_at_once(3);
+        p.plant(soup_at_once, 3);
         ASSERT_TRUE(the_fold.used);
         heap_fail_nth(1);
         EXPECT_FALSE(walk_leaves(p.ctx.root, everywhere, [](const cell_node&) { return true; }));
@@ -469,23 +443,17 @@ TEST_F(planting, memory_that_runs_out_where_cells_unfold_is_not_forgotten)
     EXPECT_EQ(heap_blocks(), blocks);
 }
 
-void link_up(planted* p)
-{
-    std::int32_t err = 0;
-    edge_groups sides = {};
-    p->topo.sides = &sides;
-    EXPECT_EQ(topo_relink(&err, &p->ctx), stage_ok);
-    edge_groups_free(&sides);
-    list_free(&p->topo.edge_err_list);
-    edge_tbl_free(&p->topo.edge_errs);
-}
-
 TEST_F(planting, new_numbers_change_nothing_else)
 {
     for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
         planted p(trs);
-        p.plant_at_once(list_len);
-        link_up(&p);
+        p.plant(soup_at_once, list_len);
+        edge_groups sides = {};
+        p.topo.sides = &sides;
+        EXPECT_EQ(topo_relink(&p.err, &p.ctx), stage_ok);
+        edge_groups_free(&sides);
+        list_free(&p.topo.edge_err_list);
+        edge_tbl_free(&p.topo.edge_errs);
         disturb(&p);
         EXPECT_EQ(p.ctx.in_order, p.ctx.tr_count == 0);
         const std::string before = p.state();
@@ -551,22 +519,15 @@ void renew_one_by_one(planted* p)
 
 TEST_F(planting, a_renewed_tree_is_that_of_single_insertions)
 {
-    for_random_soups([](const std::vector<soup_tr>& trs, std::uint32_t list_len) {
-        std::string states[2];
-        for (const bool slow : {false, true}) {
-            planted p(trs);
-            p.plant_at_once(list_len);
-            disturb(&p);
-            if (is_leaf(rec(p.ctx.root))) return;
-            if (slow) {
-                renew_one_by_one(&p);
-            } else {
-                EXPECT_EQ(tree_renew(&p.ctx), renew_done);
-            }
-            EXPECT_EQ(audit_counts(&p.ctx, nullptr, 0, stderr), 0u);
-            states[slow] = p.state();
+    expect_same_states(2, [](planted* p, std::uint32_t list_len, int at_once) {
+        p->plant(soup_at_once, list_len);
+        disturb(p);
+        if (is_leaf(rec(p->ctx.root))) return;
+        if (at_once) {
+            EXPECT_EQ(tree_renew(&p->ctx), renew_done);
+        } else {
+            renew_one_by_one(p);
         }
-        EXPECT_EQ(states[0], states[1]);
     });
 }
 
