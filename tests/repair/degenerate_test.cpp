@@ -12,12 +12,6 @@ stage_result remove_all(mesh_fixture* m, double tol = 1e-6)
     return remove_degenerates_pass(tol, &m->err, &m->ctx);
 }
 
-void give_normals(mesh_fixture* m)
-{
-    for (const tr_h t : m->trs)
-        tr_recompute_nrm(&rec(t), true, nullptr);
-}
-
 // A ring of eight around the pair b-c-d (degenerate) and c-b-a; c and d almost meet.
 //
 //       e-------f
@@ -31,18 +25,16 @@ struct pinched {
     mesh_fixture m;
 
     pinched()
-        : m("c 3 2 0  d 3.125 2 0  e 0 4 0  f 6 4 0  g 0 0 0  h 6 0 0", "cde dfe dhf cgh cdh ceg",
-            shared_corners)
+        : m("c 3 2 0  d 3.125 2 0  e 0 4 0  f 6 4 0  g 0 0 0  h 6 0 0", "cde dfe dhf cgh cdh ceg")
     {
-        link_all(&m);
-        give_normals(&m);
+        link_with_normals(&m);
+        m.at("cde").flags |= tr_no_nrm;
     }
 };
 
 TEST(short_edge, vanishes_with_both_its_triangles)
 {
     pinched p;
-    p.m.at("cde").flags |= tr_no_nrm;
     const vtx_h c = p.m.vtx('c');
     const vtx_h d = p.m.vtx('d');
     ASSERT_EQ(rec(c).refs, 4);
@@ -64,7 +56,6 @@ TEST(short_edge, vanishes_with_both_its_triangles)
 TEST(short_edge, keeps_the_vertex_with_more_users)
 {
     pinched p;
-    p.m.at("cde").flags |= tr_no_nrm;
     const vtx_h d = vtx_ref(p.m.vtx('d'));
     EXPECT_EQ(remove_all(&p.m, 0.125), stage_ok);
     EXPECT_EQ(p.m.corner("ceg", 'c'), d);
@@ -76,7 +67,6 @@ TEST(short_edge, keeps_the_vertex_with_more_users)
 TEST(short_edge, is_no_longer_than_the_bound)
 {
     pinched p;
-    p.m.at("cde").flags |= tr_no_nrm;
     EXPECT_EQ(remove_all(&p.m, 0.1249), stage_ok);
     EXPECT_EQ(p.m.vtx_count(), 6u); // it went as a cap
 }
@@ -94,8 +84,7 @@ struct capped {
     capped(const char* triangles = "abx bar axy xby rbs ras")
         : m("a 0 0 0  b 4 0 0  x 2 0 0  y 2 3 0  r 2 -3 0  s 2 -6 0", triangles)
     {
-        link_all(&m);
-        give_normals(&m);
+        link_with_normals(&m);
     }
 };
 
@@ -161,8 +150,7 @@ TEST(cap, is_kept_when_the_new_triangles_were_no_better)
     // r lies on the line as well, so one of the two would be flat again.
     mesh_fixture m("a 0 0 0  b 4 0 0  x 2 0 0  y 2 3 0  r 8 0 0  s 2 -6 0",
                    "abx bar axy xby rbs ras");
-    link_all(&m);
-    give_normals(&m);
+    link_with_normals(&m);
     m.at("bar").flags &= ~std::uint64_t{tr_no_nrm};
     const std::uint32_t used = tr_pool.used;
     EXPECT_EQ(remove_all(&m), stage_ok);
@@ -208,8 +196,7 @@ TEST(sweep, keeps_counts_exact_on_crumpled_sheets)
         SCOPED_TRACE(seed);
         const solid s = crumpled(seed, 9);
         mesh_fixture m(s.points, s.trs);
-        link_all(&m);
-        give_normals(&m);
+        link_with_normals(&m);
         (seed % 4 < 2 ? split_finely : set_limits)(&m, 1 + seed % 7, 14);
         // Some triangles are held elsewhere, as those with edge errors are.
         for (std::size_t i = seed; i < m.trs.size(); i += 11)

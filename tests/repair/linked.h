@@ -11,10 +11,12 @@
 
 namespace velmora {
 
-/// Links the triangles of every edge.
-inline void link_all(mesh_fixture* m)
+/// Links the triangles of every edge, and gives all their normals.
+inline void link_with_normals(mesh_fixture* m)
 {
     m->link_all();
+    for (const tr_h t : m->trs)
+        tr_recompute_nrm(&rec(t), true, nullptr);
 }
 
 /// Limits for what is inserted from now on: leaves that are longer split then, under the feet of

@@ -20,7 +20,7 @@ TEST(orient, turns_a_cube_outwards)
         // One face is at odds with the others.
         std::swap(s.trs[3][0], s.trs[3][1]);
         mesh_fixture m(s.points, s.trs);
-        link_all(&m);
+        m.link_all();
         EXPECT_EQ(orient(&m), stage_ok);
         EXPECT_EQ(volume(m, 0, 12), 8.0);
         EXPECT_EQ(m.topo.components, 1u);
@@ -39,7 +39,7 @@ TEST(orient, makes_a_shell_within_a_shell_a_cavity)
     add_cube(&s, {0.5f, 0.25f, 0.125f}, 2, true);
     add_cube(&s, {20, 0.5f, 0.25f}, 1, false);
     mesh_fixture m(s.points, s.trs);
-    link_all(&m);
+    m.link_all();
     EXPECT_EQ(orient(&m), stage_ok);
     EXPECT_EQ(m.topo.components, 3u);
     EXPECT_EQ(volume(m, 0, 12), 4096.0);
@@ -90,7 +90,7 @@ TEST(orient, judges_a_sliver_again_that_the_spread_has_reached)
     // b-d-c is a sliver beside a-b-c. It is looked at first, kept in mind, reached by the spread,
     // and then counted as a piece of its own.
     mesh_fixture m("a 0 0 0  b 20 0 0  c 0 20 0  d 10.1 10.1 0", "bdc abc");
-    link_all(&m);
+    m.link_all();
     EXPECT_EQ(orient(&m), stage_ok);
     EXPECT_EQ(m.topo.components, 2u);
     EXPECT_EQ(m.topo.tri_oriented, 3u);

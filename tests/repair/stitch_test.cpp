@@ -22,13 +22,6 @@ obj_list all_objs(mesh_fixture* m)
     return objs;
 }
 
-void stitch(mesh_fixture* m)
-{
-    obj_list objs = all_objs(m);
-    EXPECT_TRUE(stitch_edges(objs));
-    list_free(&objs);
-}
-
 // The same walks, record by record, as one would write them without any thought of speed.
 class plain_stitch {
     struct edge_end {
@@ -254,29 +247,23 @@ TEST(stitch, fast_walks_do_what_plain_ones_do)
 // A NaN far away must not change what happens to the rest.
 TEST(stitch, walks_without_order_link_the_same)
 {
-    const char* const points =
-        "a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0  e 0.5 0.5 1  x 9 9 9  y 9 8 9  z 8 9 9";
-    const char* const trs = "abe bce cde dae abc acd xyz";
-    std::string expected[7];
-    {
-        mesh_fixture m(points, trs);
-        stitch(&m);
-        for (int i = 0; i < 7; ++i)
-            expected[i] = m.nbrs(m.names[static_cast<std::size_t>(i)]);
+    std::vector<std::uint32_t> links[2];
+    for (const bool ordered : {true, false}) {
+        mesh_fixture m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0  e 0.5 0.5 1  x 9 9 9  y 9 8 9  z 8 9 9",
+                       "abe bce cde dae abc acd xyz");
+        if (!ordered) m.move('x', std::nanf(""), 0, 0);
+        obj_list objs = all_objs(&m);
+        edge_sort table;
+        ASSERT_TRUE(edge_sort_build(objs, &table) && edge_sort_run(&table));
+        EXPECT_EQ(table.ordered, ordered);
+        expect_runs(table);
+        edge_sort_free(&table);
+        EXPECT_TRUE(stitch_edges(objs));
+        list_free(&objs);
         EXPECT_EQ(m.link_count(), 18u);
+        links[ordered] = links_of(m);
     }
-    mesh_fixture m(points, trs);
-    m.move('x', std::nanf(""), 0, 0);
-    obj_list objs = all_objs(&m);
-    edge_sort table;
-    ASSERT_TRUE(edge_sort_build(objs, &table) && edge_sort_run(&table));
-    EXPECT_FALSE(table.ordered);
-    expect_runs(table);
-    edge_sort_free(&table);
-    list_free(&objs);
-    stitch(&m);
-    for (int i = 0; i < 7; ++i)
-        EXPECT_EQ(m.nbrs(m.names[static_cast<std::size_t>(i)]), expected[i]);
+    EXPECT_EQ(links[0], links[1]);
 }
 
 // The apex of a cone has one long run of own keys, and a stack of equal triangles one of equal
@@ -295,7 +282,9 @@ TEST(stitch, crowds_take_linear_time)
     points.push_back({9, 9, 9}); // all else in one corner of the tree, so that it stays small
     points.push_back({9, 8, 9});
     mesh_fixture m(points, trs);
-    stitch(&m);
+    obj_list objs = all_objs(&m);
+    EXPECT_TRUE(stitch_edges(objs));
+    list_free(&objs);
     EXPECT_EQ(m.link_count(), 0u);
 }
 

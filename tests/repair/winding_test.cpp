@@ -22,7 +22,7 @@ TEST(swap_corners, takes_along_what_lies_at_corners_and_edges)
     const int pairs[][2] = {{0, 1}, {1, 2}, {0, 2}, {1, 0}, {2, 1}, {2, 0}};
     for (const int* p : pairs) {
         mesh_fixture m(k_fan, "abc bad bce caf");
-        link_all(&m);
+        m.link_all();
         const tr_h t = m.tr("abc");
         tr_cold* c = cold_for_write(t);
         c->extra.key = 7;
@@ -101,7 +101,7 @@ TEST(spread, reaches_all_links_and_goes_through_what_has_no_normal)
 {
     // A strip with a flat triangle bcx in it, as a T joint leaves one.
     mesh_fixture m("a 0 0 0  b 2 0 0  c 0 2 0  x 1 1 0  d 2 2 0  e 3 2 0", "abc bcx bxd cxd bde");
-    link_all(&m);
+    m.link_all();
     spread_run s(m.tr("abc"));
     EXPECT_EQ(s.run(spread_clean), stage_ok);
     EXPECT_EQ(m.flag_count(tr_nrm_done), 5u);
@@ -116,7 +116,7 @@ TEST(spread, crosses_branches_and_defects_only_in_the_second_pass)
 {
     for (const std::uint64_t defect : {std::uint64_t{0}, std::uint64_t{tr_edge_err}}) {
         mesh_fixture m(k_fan, "abc bad bec");
-        link_all(&m);
+        m.link_all();
         m.at("bad").flags |= defect;
         if (!defect) m.at("abc").branch_edges = 1; // edge ab
         spread_run s(m.tr("abc"));
