@@ -144,40 +144,36 @@ void mesh_fixture::fill_tree(std::uint32_t list_len)
     list_free(&chain);
 }
 
-int mesh_fixture::index_of(const std::string& letters, int nth) const
+std::size_t mesh_fixture::index_of(const std::string& letters) const
 {
-    for (const bool any_order : {false, true}) {
-        int left = nth;
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            const bool same = any_order ? sorted_letters(names[i]) == sorted_letters(letters)
-                                        : names[i] == letters;
-            if (same && left-- == 0) return static_cast<int>(i);
-        }
-    }
+    for (const bool any_order : {false, true})
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (any_order ? sorted_letters(names[i]) == sorted_letters(letters)
+                          : names[i] == letters)
+                return i;
     give_up("no triangle " + letters);
 }
 
-tr_h mesh_fixture::tr(const std::string& letters, int nth) const
+tr_h mesh_fixture::tr(const std::string& letters) const
 {
-    return trs[static_cast<std::size_t>(index_of(letters, nth))];
+    return trs[index_of(letters)];
 }
 
-tr_rec& mesh_fixture::at(const std::string& letters, int nth) const
+tr_rec& mesh_fixture::at(const std::string& letters) const
 {
-    return rec(tr(letters, nth));
+    return rec(tr(letters));
 }
 
-obj_h mesh_fixture::obj(const std::string& letters, int nth) const
+obj_h mesh_fixture::obj(const std::string& letters) const
 {
-    return at(letters, nth).cell;
+    return at(letters).cell;
 }
 
-vtx_h mesh_fixture::corner(const std::string& letters, char letter, int nth) const
+vtx_h mesh_fixture::corner(const std::string& letters, char letter) const
 {
-    const auto place = static_cast<std::size_t>(index_of(letters, nth));
-    const std::size_t i = names[place].find(letter);
+    const std::size_t i = names[index_of(letters)].find(letter);
     if (i == std::string::npos) give_up(std::string("no corner ") + letter + " in " + letters);
-    return rec(trs[place]).vtx[i];
+    return at(letters).vtx[i];
 }
 
 vtx_h mesh_fixture::vtx(char letter) const
@@ -196,9 +192,9 @@ std::string mesh_fixture::name(tr_h t) const
     return place == trs.end() ? "?" : names[static_cast<std::size_t>(place - trs.begin())];
 }
 
-std::string mesh_fixture::nbrs(const std::string& letters, int nth) const
+std::string mesh_fixture::nbrs(const std::string& letters) const
 {
-    const tr_rec& t = at(letters, nth);
+    const tr_rec& t = at(letters);
     return name(t.nbr[0]) + " " + name(t.nbr[1]) + " " + name(t.nbr[2]);
 }
 
@@ -252,35 +248,36 @@ std::uint32_t mesh_fixture::tr_count()
     return flag_count(0);
 }
 
+// Over the triangles in the tree.
+template <class count_fn> static std::uint32_t sum_of(mesh_ctx* ctx, const count_fn& count)
+{
+    std::uint32_t sum = 0;
+    for_each_obj_once(ctx, [&](obj_h, const cell_obj& obj) {
+        sum += static_cast<std::uint32_t>(count(rec(obj.tr)));
+        return true;
+    });
+    return sum;
+}
+
 std::uint32_t mesh_fixture::vtx_count()
 {
     std::set<std::uint32_t> seen;
-    for_each_obj_once(&ctx, [&](obj_h, const cell_obj& obj) {
-        for (const vtx_h v : rec(obj.tr).vtx)
+    sum_of(&ctx, [&](const tr_rec& tr) {
+        for (const vtx_h v : tr.vtx)
             seen.insert(v.i);
-        return true;
+        return 0;
     });
     return static_cast<std::uint32_t>(seen.size());
 }
 
 std::uint32_t mesh_fixture::flag_count(std::uint64_t flags)
 {
-    std::uint32_t count = 0;
-    for_each_obj_once(&ctx, [&](obj_h, const cell_obj& obj) {
-        if ((rec(obj.tr).flags & flags) == flags) ++count;
-        return true;
-    });
-    return count;
+    return sum_of(&ctx, [&](const tr_rec& tr) { return (tr.flags & flags) == flags; });
 }
 
 std::uint32_t mesh_fixture::link_count()
 {
-    std::uint32_t count = 0;
-    for_each_obj_once(&ctx, [&](obj_h, const cell_obj& obj) {
-        count += static_cast<std::uint32_t>(tr_nbr_count(rec(obj.tr)));
-        return true;
-    });
-    return count;
+    return sum_of(&ctx, tr_nbr_count);
 }
 
 bool mesh_fixture::counts_are_exact(const std::vector<const obj_list*>& more_lists)

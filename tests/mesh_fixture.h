@@ -51,20 +51,20 @@ struct mesh_fixture {
     mesh_fixture(const mesh_fixture&) = delete;
     mesh_fixture& operator=(const mesh_fixture&) = delete;
 
-    /// The triangle listed with these letters; `nth` tells those with equal letters apart. In
-    /// another order of the letters it is found when none is listed in this one.
-    tr_h tr(const std::string& letters, int nth = 0) const;
-    tr_rec& at(const std::string& letters, int nth = 0) const;
-    obj_h obj(const std::string& letters, int nth = 0) const;
+    /// The first triangle listed with these letters. In another order of the letters it is found
+    /// when none is listed in this one.
+    tr_h tr(const std::string& letters) const;
+    tr_rec& at(const std::string& letters) const;
+    obj_h obj(const std::string& letters) const;
 
     /// The corner of a triangle at the place where `letter` was listed.
-    vtx_h corner(const std::string& letters, char letter, int nth = 0) const;
+    vtx_h corner(const std::string& letters, char letter) const;
 
     /// The record of a point, in a mesh with shared corners.
     vtx_h vtx(char letter) const;
 
     /// Its neighbours by edge as "cbd - ace"; "-" where there is none, "x" for one that is dead.
-    std::string nbrs(const std::string& letters, int nth = 0) const;
+    std::string nbrs(const std::string& letters) const;
 
     /// Name of a triangle, "-" for none.
     std::string name(tr_h t) const;
@@ -110,7 +110,7 @@ struct mesh_fixture {
 
     void build(mesh_form form);
     void put_into_tree(const obj_list& reversed, std::uint32_t list_len = 0);
-    int index_of(const std::string& letters, int nth) const;
+    std::size_t index_of(const std::string& letters) const;
     aabb model_box() const;
 };
 
