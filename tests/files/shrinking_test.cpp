@@ -6,39 +6,19 @@
 
 namespace velmora {
 
-namespace {
-
-constexpr int k_tris = 2000;
-constexpr int k_read_before = 100;
-
-std::string binary_model()
-{
-    std::string stl(84 + 50 * k_tris, '\0');
-    const std::uint32_t count = k_tris;
-    std::memcpy(stl.data() + 80, &count, 4);
-    return stl;
-}
-
-std::string ascii_model()
-{
-    std::string text = "solid\n";
-    for (int i = 0; i < k_tris; ++i)
-        text += "facet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n"
-                "endloop\nendfacet\n";
-    return text + "endsolid\n";
-}
-
-} // namespace
-
 // What lay in a buffer already may still come.
 TEST(shrinking, stl_ends_with_an_error_where_the_file_does)
 {
+    constexpr int k_tris = 2000;
     for (const std::uint32_t format : {stl_format_binary, stl_format_ascii}) {
-        const std::string model = format == stl_format_binary ? binary_model() : ascii_model();
+        const std::string model =
+            format == stl_format_binary
+                ? binary_header(k_tris) + repeated(binary_record(0.0f), k_tris)
+                : "solid\n" + repeated(k_facet, k_tris) + "endsolid\n";
         std::FILE* file = file_with(model);
         stl_stream* s = open_stl(file, format, stl_reading);
         stl_tri tri;
-        for (int i = 0; i < k_read_before; ++i)
+        for (int i = 0; i < 100; ++i)
             ASSERT_EQ(stl_get_triangle(s, &tri), 1);
         ASSERT_EQ(ftruncate(fileno(file), static_cast<off_t>(model.size() / 2)), 0);
         const read_outcome rest = drain(s);
