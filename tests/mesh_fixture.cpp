@@ -5,7 +5,6 @@
 #include "mesh/measure.h"
 
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <set>
 #include <sstream>
 

@@ -11,17 +11,10 @@ static read_outcome read_text(const std::string& text)
     return read_file(text, stl_format_ascii);
 }
 
-struct ending {
-    const char* name;
-    std::string text;
-    std::size_t tris;
-    std::uint32_t error;
-};
-
 TEST(stl_ascii, endings)
 {
     const std::string solid = "solid a b\n" + k_facet;
-    const ending endings[] = {
+    const std::vector<ending> endings = {
         {"clean", solid + "endsolid\n", 1, stl_err_none},
         {"name behind the end", solid + "endsolid solid facet\n", 1, stl_err_none},
         {"no line end", solid + "endsolid", 1, stl_err_none},
@@ -44,12 +37,7 @@ TEST(stl_ascii, endings)
         {"a sign alone at the end", solid + "facet normal -", 1, stl_err_premature_end},
         {"not STL at all", std::string("\177ELF\0\0\0", 7), 0, stl_err_character},
     };
-    for (const ending& e : endings) {
-        SCOPED_TRACE(e.name);
-        const read_outcome got = read_text(e.text);
-        EXPECT_EQ(got.tris.size(), e.tris);
-        EXPECT_EQ(got.error, e.error);
-    }
+    expect_endings(stl_format_ascii, endings);
 }
 
 TEST(stl_ascii, case_blanks_and_breaks_mean_nothing)

@@ -12,17 +12,10 @@ static read_outcome read_binary(const std::string& bytes)
 
 static const std::string k_record = binary_record(1.0f, 0x8123);
 
-struct ending {
-    const char* name;
-    std::string bytes;
-    std::size_t tris;
-    std::uint32_t error;
-};
-
 TEST(stl_binary, endings)
 {
     std::string nan = binary_header(3) + k_record + binary_record(NAN) + k_record;
-    const ending endings[] = {
+    const std::vector<ending> endings = {
         {"as announced", binary_header(2) + repeated(k_record, 2), 2, stl_err_none},
         {"nothing announced", binary_header(0) + repeated(k_record, 30), 30, stl_err_none},
         {"nothing at all", "", 0, stl_err_none},
@@ -41,12 +34,7 @@ TEST(stl_binary, endings)
         {"infinity passes", binary_header(1) + binary_record(INFINITY), 1, stl_err_none},
         {"a great count", binary_header(0xffffffffu) + k_record, 1, stl_err_too_few},
     };
-    for (const ending& e : endings) {
-        SCOPED_TRACE(e.name);
-        const read_outcome got = read_binary(e.bytes);
-        EXPECT_EQ(got.tris.size(), e.tris);
-        EXPECT_EQ(got.error, e.error);
-    }
+    expect_endings(stl_format_binary, endings);
 }
 
 TEST(stl_binary, records_are_little_endian_and_solids_follow_each_other)

@@ -89,6 +89,24 @@ inline read_outcome read_file(const std::string& bytes, std::uint32_t format)
     return got;
 }
 
+/// What a file with these bytes gives, and how its reading ends.
+struct ending {
+    const char* name;
+    std::string bytes;
+    std::size_t tris;
+    std::uint32_t error;
+};
+
+inline void expect_endings(std::uint32_t format, const std::vector<ending>& endings)
+{
+    for (const ending& e : endings) {
+        SCOPED_TRACE(e.name);
+        const read_outcome got = read_file(e.bytes, format);
+        EXPECT_EQ(got.tris.size(), e.tris);
+        EXPECT_EQ(got.error, e.error);
+    }
+}
+
 /// Bytes handed out in blocks.
 struct block_source {
     std::string bytes;

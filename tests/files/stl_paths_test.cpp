@@ -2,7 +2,6 @@
 #include "files/stl_fixture.h"
 #include "mesh/memory.h"
 
-#include <cmath>
 #include <random>
 
 using namespace velmora;

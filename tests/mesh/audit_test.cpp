@@ -1,5 +1,4 @@
 #include "mesh/audit.h"
-#include "mesh/cell_tree.h"
 #include "mesh_fixture.h"
 
 #include <gtest/gtest.h>

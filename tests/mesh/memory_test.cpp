@@ -1,12 +1,10 @@
 #include "mesh/large_block.h"
 #include "mesh/memory.h"
-#include "mesh/pool.h"
 
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 namespace velmora {
 
@@ -116,31 +114,6 @@ TEST_F(memory, large_blocks_serve_again_at_any_size)
     EXPECT_EQ(heap_blocks(), 0u);
     drop_large_blocks();
     EXPECT_FALSE(drop_large_blocks());
-}
-
-struct int_pool : memory {
-    struct record {
-        std::uint32_t value;
-        std::uint32_t rest[3];
-    };
-    pool<record>* p = new pool<record>{};
-
-    void TearDown() override
-    {
-        pool_empty(p);
-        delete p;
-        memory::TearDown();
-    }
-};
-
-TEST_F(int_pool, hands_out_ascending_numbers_and_the_last_returned_first)
-{
-    for (std::uint32_t i = 1; i <= 4; ++i)
-        EXPECT_EQ(pool_take(p).i, i);
-    pool_give_back(p, handle<record>{2});
-    pool_give_back(p, handle<record>{4});
-    for (const std::uint32_t next : {4u, 2u, 5u})
-        EXPECT_EQ(pool_take(p).i, next);
 }
 
 } // namespace velmora

@@ -1,5 +1,4 @@
 #include "mesh/plane.h"
-#include "mesh/vec.h"
 #include "mesh_fixture.h"
 
 #include <cmath>

@@ -1,6 +1,5 @@
-#include "mesh/cell_tree.h"
-#include "mesh/memory.h"
 #include "mesh/tolerances.h"
+#include "mesh/vec.h"
 #include "mesh_fixture.h"
 #include "plg/boundary.h"
 #include "plg/plg.h"
@@ -38,11 +37,9 @@ struct traced_mesh : mesh_fixture {
     char letter_at(const float* p) const
     {
         for (std::size_t t = 0; t < trs.size(); ++t)
-            for (int i = 0; i < 3; ++i) {
-                const float* c = corner_pos(rec(trs[t]), i);
-                if (c[0] == p[0] && c[1] == p[1] && c[2] == p[2])
+            for (int i = 0; i < 3; ++i)
+                if (pts_same(corner_pos(rec(trs[t]), i), p))
                     return names[t][static_cast<std::size_t>(i)];
-            }
         return '?';
     }
 };

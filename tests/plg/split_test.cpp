@@ -1,4 +1,3 @@
-#include "mesh/memory.h"
 #include "mesh/vec.h"
 #include "plg/split.h"
 

@@ -1,5 +1,4 @@
 #include "mesh/cell_tree.h"
-#include "mesh/measure.h"
 #include "random_trs.h"
 #include "topo/crowded_edge.h"
 #include "topo/links.h"

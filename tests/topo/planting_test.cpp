@@ -8,7 +8,6 @@
 #include "mesh/measure.h"
 #include "mesh/renumber.h"
 #include "mesh/soup_plant.h"
-#include "mesh/tree_fill.h"
 #include "mesh/tree_renew.h"
 #include "repair/edge_groups.h"
 #include "topo/edge_tbl.h"
