@@ -28,20 +28,15 @@ struct plain_trace {
     std::int32_t lone_count = 0;
     int grown_at_start = 0;
 
-    void lone_trs(node_h n)
+    bool lone_trs(const cell_node& leaf)
     {
-        const cell_node& node = rec(n);
-        if (!is_leaf(node)) {
-            lone_trs(node.low);
-            lone_trs(node.high);
-            return;
-        }
-        for (const obj_h o : node.list) {
+        for (const obj_h o : leaf.list) {
             if (tr_nbr_count(rec(rec(o).tr)) != 0) continue;
             ++lone_count;
             if (rec(o).stamp != ctx->visit_stamp) lone.push_back(o);
             rec(o).stamp = ctx->visit_stamp;
         }
+        return true;
     }
 
     obj_h find(node_h n, const aabb& box, const float* p) const
@@ -79,15 +74,9 @@ struct plain_trace {
         }
     }
 
-    void polygons(node_h n)
+    bool polygons(const cell_node& leaf)
     {
-        const cell_node& node = rec(n);
-        if (!is_leaf(node)) {
-            polygons(node.low);
-            polygons(node.high);
-            return;
-        }
-        for (const obj_h o : node.list) {
+        for (const obj_h o : leaf.list) {
             const int nbrs = tr_nbr_count(rec(rec(o).tr));
             if (rec(o).stamp == ctx->visit_stamp || nbrs == 0 || nbrs == 3) continue;
             plg_rec* plg = &plg_list_push(&list)->plg;
@@ -95,6 +84,7 @@ struct plain_trace {
             EXPECT_TRUE(plg_add_tr(o, plg_first, plg, ctx));
             if (!extend(plg_at_end, plg)) extend(plg_at_start, plg);
         }
+        return true;
     }
 };
 
@@ -167,8 +157,8 @@ TEST(trace_order, is_that_of_searching_the_tree_for_each_step)
         plain_trace plain;
         plain.ctx = &m.ctx;
         ++m.ctx.visit_stamp;
-        plain.lone_trs(m.ctx.root);
-        plain.polygons(m.ctx.root);
+        walk_leaves(m.ctx.root, everywhere, [&](cell_node& n) { return plain.lone_trs(n); });
+        walk_leaves(m.ctx.root, everywhere, [&](cell_node& n) { return plain.polygons(n); });
         ASSERT_TRUE(plg_split_all(&plain.list, &plain.count));
         const std::string plain_log = testing::internal::GetCapturedStderr();
         std::size_t seen = 0; // those that stand alone, and those that joined a polygon
