@@ -93,22 +93,6 @@ TEST(stl_write, an_announced_count_bounds_the_file_and_is_not_patched)
     std::fclose(file);
 }
 
-// The standard output may be a pipe, so the count stays 0 there, which reads as "up to the end".
-TEST(stl_write, the_standard_output_keeps_the_count_zero)
-{
-    std::FILE* file = std::tmpfile();
-    std::fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    dup2(fileno(file), STDOUT_FILENO);
-    stl_stream* s = open_writer(stdout, stl_format_binary, k_id);
-    EXPECT_EQ(stl_put_triangle(s, &k_tri), 1);
-    EXPECT_EQ(stl_close(s), 1);
-    dup2(saved, STDOUT_FILENO);
-    close(saved);
-    EXPECT_EQ(bytes_of(file).substr(80, 4), std::string(4, '\0'));
-    std::fclose(file);
-}
-
 TEST(stl_write, a_pipe_fails_the_finish_and_the_stream_stays)
 {
     int ends[2];

@@ -31,21 +31,6 @@ TEST(topology, collapsed_triangles_go)
     EXPECT_EQ(m.nbrs("bdc"), "- - eac");
 }
 
-TEST(topology, three_users_of_an_edge_are_an_edge_error)
-{
-    topo_mesh m("a 0 0 0  b 1 0 0  c 0 1 0  d 0 -2 0  e 0 0 3", "abc abd abe", soup);
-    build(&m);
-    EXPECT_EQ(m.topo.edge_errors, 2u);
-    EXPECT_EQ(m.topo.edge_errs.count, 1u);
-    EXPECT_EQ(m.link_count(), 2u);
-
-    // The table's links go with it, so the next step counts the same errors again.
-    EXPECT_EQ(topo_update(&m.err, &m.ctx), stage_ok);
-    m.expect_sound();
-    EXPECT_EQ(m.topo.edge_errors, 2u);
-    EXPECT_EQ(m.link_count(), 2u);
-}
-
 TEST(topology, update_fills_open_slots_and_drops_collapsed)
 {
     topo_mesh m("a 0 0 0  b 1 0 0  c 1 1 0  d 0 1 0  e -1 0 0", "abc acd ade");
