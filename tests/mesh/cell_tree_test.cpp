@@ -212,26 +212,6 @@ TEST_F(box_tree, last_leaf_decides_on_a_refusal)
     EXPECT_EQ(ctx.tr_count, 3u);
 }
 
-TEST_F(box_tree, collected_list_begins_with_what_was_found_last)
-{
-    set_limits(2, 1);
-    add_slab('a', 0, 1);
-    add_slab('b', 3, 5);
-    add_slab('c', 6, 7);
-    add_slab('d', 1, 1);
-    EXPECT_EQ(shape(), "(dab cb)");
-    obj_list found = {};
-    std::uint32_t count = 10;
-    rec(obj('a')).stamp = ++ctx.visit_stamp;
-    EXPECT_TRUE(tree_collect(ctx.root, &found, &count, &ctx));
-    std::string names;
-    for (const obj_h o : found)
-        names += name(o);
-    EXPECT_EQ(names, "cbd");
-    EXPECT_EQ(count, 13u);
-    list_free(&found);
-}
-
 // Two of three triangles, and with the last ones whole branches.
 TEST(cell_tree, removing_many_at_once_gives_the_tree_of_removing_each)
 {

@@ -28,14 +28,6 @@ TEST(triangle, edges_and_twins_are_found_by_record)
     EXPECT_EQ(tr_nbr_index({}, tr), -1); // though its slots hold none
 }
 
-TEST(triangle, equal_corners_are_within_the_tolerance)
-{
-    mesh_fixture m("a 0 0 0  b 4 0 0  c 0.25 4 0  d 0.25 0.25 0.25", "abc abd");
-    m.set_merge_tol(0.25f);
-    EXPECT_FALSE(tr_has_equal_corners(m.at("abc")));
-    EXPECT_TRUE(tr_has_equal_corners(m.at("abd")));
-}
-
 TEST(max_cos, belongs_to_the_first_of_equal_corners)
 {
     mesh_fixture m("a 0 0 0  b 2 0 0  c 0 2 0  d 8 0 0", "abc adc");
