@@ -1,11 +1,11 @@
 #include "mesh/cell_tree.h"
 #include "mesh/measure.h"
-#include "mesh/vec.h"
 #include "mesh_fixture.h"
 #include "random_trs.h"
 #include "repair/stitch.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <gtest/gtest.h>
 
@@ -34,21 +34,14 @@ class plain_stitch {
     std::vector<edge_end> ends;
     std::vector<std::size_t> sorted;
 
-    const float* key(std::size_t r) const
+    std::array<float, 3> key(std::size_t r) const
     {
-        return corner_pos(rec(ends[r].tr), ends[r].corner);
+        const float* p = corner_pos(rec(ends[r].tr), ends[r].corner);
+        return {p[0], p[1], p[2]};
     }
     bool same(std::size_t a, std::size_t b) const
     {
-        return pts_same(key(a), key(b));
-    }
-    int compare(std::size_t a, std::size_t b) const
-    {
-        for (int i = 0; i < 3; ++i) {
-            if (key(a)[i] < key(b)[i]) return -1;
-            if (key(a)[i] > key(b)[i]) return 1;
-        }
-        return 0;
+        return key(a) == key(b);
     }
     std::size_t next_live(std::size_t at) const
     {
@@ -103,9 +96,8 @@ class plain_stitch {
         for (std::size_t at = next_live(p); at < sorted.size(); at = next_live(at)) {
             const std::size_t q = sorted[at];
             if (!same(r, q)) return;
-            const int order = compare(ends[r].twin, ends[q].twin);
-            if (order > 0) continue;
-            if (order == 0) link(r, q);
+            if (key(ends[q].twin) < key(ends[r].twin)) continue;
+            if (same(ends[r].twin, ends[q].twin)) link(r, q);
             return;
         }
     }
@@ -122,8 +114,7 @@ class plain_stitch {
         for (std::size_t r = 0; r < ends.size(); ++r)
             sorted.push_back(r);
         std::stable_sort(sorted.begin(), sorted.end(), [&](std::size_t a, std::size_t b) {
-            const int own = compare(a, b);
-            return own != 0 ? own < 0 : compare(ends[a].twin, ends[b].twin) < 0;
+            return same(a, b) ? key(ends[a].twin) < key(ends[b].twin) : key(a) < key(b);
         });
     }
     void drop_crowded()
