@@ -122,8 +122,8 @@ aabb mesh_fixture::model_box() const
 // In list order, which is the reverse of the order of reading.
 void mesh_fixture::put_into_tree(const obj_list& reversed, std::uint32_t list_len)
 {
-    constexpr std::uint32_t level = 9; // of a tree whose leaves' length is given
-    ctx.root = cell_tree_new(model_box(), list_len, level, 2 * reversed.count, &ctx);
+    constexpr std::uint32_t k_level = 9; // of a tree whose leaves' length is given
+    ctx.root = cell_tree_new(model_box(), list_len, k_level, 2 * reversed.count, &ctx);
     for (const obj_h o : reversed) {
         rec(o).box = box_of_tr(rec(rec(o).tr));
         box_widen(&rec(o).box, static_cast<double>(merge_tol) * k_reader_margin);
