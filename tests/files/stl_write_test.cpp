@@ -108,6 +108,21 @@ TEST(stl_write, a_pipe_fails_the_finish_and_the_stream_stays)
     close(ends[0]);
 }
 
+TEST(stl_write, a_full_disk_is_noticed_by_the_flush_at_the_latest)
+{
+    std::FILE* full = std::fopen("/dev/full", "wb");
+    if (!full) GTEST_SKIP();
+    for (const std::uint32_t format : {stl_format_ascii, stl_format_binary}) {
+        stl_stream* s = open_writer(full, format, k_id);
+        while (format == stl_format_ascii && stl_put_triangle(s, &k_tri)) {}
+        EXPECT_EQ(stl_flush(s), 0);
+        EXPECT_EQ(s->error, stl_err_write);
+        s->direction = stl_reading; // no finish
+        EXPECT_EQ(stl_close(s), 1);
+    }
+    std::fclose(full);
+}
+
 TEST(stl_write, without_memory_for_the_block_nothing_is_put)
 {
     std::FILE* file = std::tmpfile();
