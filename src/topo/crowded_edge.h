@@ -16,7 +16,7 @@
 namespace velmora {
 
 /// From this many users on an edge is worth the trouble.
-constexpr std::uint32_t k_crowd = bound_or(64u, 3u);
+constexpr std::uint32_t k_crowd = bound_or(64u, 5u);
 
 struct crowd_user {
     tr_h tr;

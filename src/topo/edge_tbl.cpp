@@ -6,6 +6,7 @@
 #include "mesh/measure.h"
 #include "mesh/sort.h"
 #include "repair/edge_groups.h"
+#include "topo/edge_users.h"
 
 #include <cstring>
 
@@ -111,6 +112,17 @@ bool gather_from_tree(const aabb& box, edge_rec* edge, mesh_ctx* ctx)
     });
 }
 
+// In the order of such a walk, too. The box is that of a user, and so holds something.
+bool gather_known(const edge_users& users, const aabb& box, user_lookup* lookup, edge_rec* edge,
+                  const mesh_ctx& ctx)
+{
+    edge_users met;
+    const bool done = users_on_walk(users, box, ctx, lookup, &met);
+    for (std::uint32_t i = 0; i < met.count; ++i)
+        if (!gather_user(met.objs[i], edge)) return false;
+    return done;
+}
+
 // Users are freed in the order of their areas. Where no two are equal the table of sides will do;
 // between equals the walk decides, as of duplicates that are linked twice the first to go takes
 // links of the other with it.
@@ -208,7 +220,7 @@ bool edge_users_sort(edge_rec* edge)
 }
 
 // The users of an edge do not change between two claims on it, so that one sort is enough.
-bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, mesh_ctx* ctx)
+bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, user_lookup* lookup, mesh_ctx* ctx)
 {
     if (edge_tbl_find(*tbl, a, b)) return true;
     edge_rec* edge = edge_tbl_add(tbl, a, b);
@@ -221,7 +233,10 @@ bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, mesh_ctx* ctx)
         if (areas_differ(*edge)) return true;
         drop_users(edge);
     }
-    const bool gathered = gather_from_tree(box, edge, ctx);
+    edge_users users;
+    const bool known = lookup && find_users(*lookup, a, b, &users);
+    const bool gathered =
+        known ? gather_known(users, box, lookup, edge, *ctx) : gather_from_tree(box, edge, ctx);
     return edge_users_sort(edge) && gathered;
 }
 

@@ -21,6 +21,8 @@ struct edge_user {
     obj_h obj;          ///< counted
 };
 
+struct user_lookup;
+
 /// One edge.
 struct edge_rec {
     vtx_h a; ///< one end; not counted
@@ -46,8 +48,10 @@ edge_rec* edge_tbl_find(const edge_tbl& tbl, vtx_h a, vtx_h b);
 /// Enters the edge from `a` to `b`, unless it stands in the table already, with every triangle
 /// that has it and whose object's box touches that of `obj`, and marks these. Takes a new visit
 /// stamp for an edge that is new.
+/// @param lookup  may be null
 /// @return false when memory ran out; the users found until then stay
-[[nodiscard]] bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, mesh_ctx* ctx);
+[[nodiscard]] bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, user_lookup* lookup,
+                                   mesh_ctx* ctx);
 
 /// Unmarks all users, takes the neighbour links on the table's edges away, so that the next link
 /// pass decides afresh, and empties the table. Edge errors are thus no permanent state.

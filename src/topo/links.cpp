@@ -7,6 +7,7 @@
 #include "repair/edge_groups.h"
 #include "topo/crowded_edge.h"
 #include "topo/edge_tbl.h"
+#include "topo/edge_users.h"
 
 #include <cstring>
 
@@ -24,6 +25,7 @@ struct edge_search {
     topo_ctx* topo;
     mesh_ctx* ctx;
     crowded_edges* crowds; // of the edge, if it has many users; else null
+    user_lookup* lookup;   // of a pass that has a table of sides; else null
     bool noted;            // the edge is in the table of edge errors
 };
 
@@ -50,7 +52,7 @@ bool note_claims(std::uint32_t count, edge_search* s)
     s->topo->edge_errors += count;
     if (s->noted || count == 0) return true;
     s->noted = list_error(s->obj, &s->topo->edge_err_list) &&
-               note_edge_error(s->a, s->b, &s->topo->edge_errs, s->obj, s->ctx);
+               note_edge_error(s->a, s->b, &s->topo->edge_errs, s->obj, s->lookup, s->ctx);
     if (s->noted) return true;
     log_line("mm_malloc: no more memory available\n");
     return false;
@@ -84,15 +86,32 @@ scan_step scan_triangle(edge_search* s, tr_h t2)
     return result;
 }
 
+// True when the search is over.
+bool scan_obj(edge_search* s, obj_h o, bool* linked)
+{
+    const scan_step step = o == s->obj ? scan_on : scan_triangle(s, rec(o).tr);
+    *linked = step == scan_done;
+    return step != scan_on;
+}
+
 // The first free partner in list order wins.
 bool scan_leaf(edge_search* s, const obj_list& list)
 {
-    for (const obj_h o : list) {
-        if (o == s->obj) continue;
-        const scan_step step = scan_triangle(s, rec(o).tr);
-        if (step != scan_on) return step == scan_done;
-    }
-    return false;
+    bool linked = false;
+    for (const obj_h o : list)
+        if (scan_obj(s, o, &linked)) break;
+    return linked;
+}
+
+// The same without passing those that do not have the edge.
+bool scan_users(edge_search* s, const edge_users& users, const cell_node& leaf)
+{
+    edge_users listed;
+    users_in_leaf(users, leaf, s->lookup, &listed);
+    bool linked = false;
+    for (std::uint32_t i = 0; i < listed.count; ++i)
+        if (scan_obj(s, listed.objs[i], &linked)) break;
+    return linked;
 }
 
 // The same without passing each user: claims on those before the first that serves.
@@ -112,7 +131,11 @@ bool scan_crowd(edge_search* s, const crowded_edge& edge)
 bool search_leaf(edge_search* s, const cell_node& leaf)
 {
     const crowded_edge* crowd = s->crowds ? find_crowd(s->crowds, s->a, s->b, leaf) : nullptr;
-    return crowd && crowd->mutual ? scan_crowd(s, *crowd) : scan_leaf(s, leaf.list);
+    if (crowd && crowd->mutual) return scan_crowd(s, *crowd);
+    edge_users users;
+    const bool known =
+        s->lookup && leaf.list.count >= k_long_list && find_users(*s->lookup, s->a, s->b, &users);
+    return known ? scan_users(s, users, leaf) : scan_leaf(s, leaf.list);
 }
 
 bool search_tree(edge_search* s)
@@ -126,7 +149,7 @@ bool search_tree(edge_search* s)
 edge_search search_from(obj_h obj, int i, topo_ctx* topo, mesh_ctx* ctx)
 {
     const tr_h t = rec(obj).tr;
-    return {obj, t, i, rec(t).vtx[i], rec(t).vtx[next3(i)], topo, ctx, nullptr, false};
+    return {obj, t, i, rec(t).vtx[i], rec(t).vtx[next3(i)], topo, ctx, nullptr, nullptr, false};
 }
 
 } // namespace
@@ -221,10 +244,17 @@ bool is_crowded(const edge_groups& sides, vtx_h a, vtx_h b)
     return sides.starts && sides.in_order && find_edge_group(sides, a, b).count >= k_crowd;
 }
 
-void search_slot(obj_h o, int i, crowded_edges* crowds, topo_ctx* topo, mesh_ctx* ctx)
+// What a pass knows besides the tree.
+struct pass_tables {
+    crowded_edges crowds;
+    user_lookup lookup;
+};
+
+void search_slot(obj_h o, int i, pass_tables* tables, topo_ctx* topo, mesh_ctx* ctx)
 {
     edge_search s = search_from(o, i, topo, ctx);
-    if (is_crowded(*topo->sides, s.a, s.b)) s.crowds = crowds;
+    s.lookup = &tables->lookup;
+    if (is_crowded(*topo->sides, s.a, s.b)) s.crowds = &tables->crowds;
     search_tree(&s);
 }
 
@@ -232,7 +262,7 @@ void search_slot(obj_h o, int i, crowded_edges* crowds, topo_ctx* topo, mesh_ctx
 bool search_marked(const slot_marks& marks, topo_ctx* topo, mesh_ctx* ctx)
 {
     obj_list objs = {};
-    crowded_edges crowds = {};
+    pass_tables tables = {{}, user_lookup_open(*topo->sides, *ctx)};
     std::uint32_t count = 0;
     ++ctx->visit_stamp;
     const bool done = tree_collect(ctx->root, &objs, &count, ctx);
@@ -240,9 +270,10 @@ bool search_marked(const slot_marks& marks, topo_ctx* topo, mesh_ctx* ctx)
         const tr_h t = rec(o).tr;
         for (int i = 0; done && i < 3; ++i)
             if ((marks.slots[t.i] >> i & 1) && !live_nbr(rec(t), i))
-                search_slot(o, i, &crowds, topo, ctx);
+                search_slot(o, i, &tables, topo, ctx);
     }
-    crowds_free(&crowds);
+    user_lookup_close(&tables.lookup);
+    crowds_free(&tables.crowds);
     list_free(&objs);
     return done;
 }
