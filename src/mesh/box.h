@@ -31,6 +31,12 @@ inline void box_widen(aabb* box, double margin)
     }
 }
 
+/// Whether there is a point in the box; with a NaN for a face there is none.
+inline bool box_holds_something(const aabb& box)
+{
+    return box.min[0] <= box.max[0] && box.min[1] <= box.max[1] && box.min[2] <= box.max[2];
+}
+
 inline bool box_overlap(const aabb& a, const aabb& b)
 {
     for (int i = 0; i < 3; ++i)

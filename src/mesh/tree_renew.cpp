@@ -175,15 +175,10 @@ bool refill(renewal* r, mesh_ctx* ctx)
     return true;
 }
 
-bool holds_something(const aabb& box)
-{
-    return box.min[0] <= box.max[0] && box.min[1] <= box.max[1] && box.min[2] <= box.max[2];
-}
-
 // A box of a NaN holds nothing, but may touch the root, and then perhaps none of its halves.
 bool may_be_lost(const aabb& box, const aabb& root)
 {
-    return !holds_something(box) && box_overlap(root, box);
+    return !box_holds_something(box) && box_overlap(root, box);
 }
 
 // Whether the exact box of a NaN touches the root; one that is widened by a tolerance does sooner.

@@ -10,11 +10,6 @@ namespace velmora {
 
 namespace {
 
-bool holds_something(const aabb& box)
-{
-    return box.min[0] <= box.max[0] && box.min[1] <= box.max[1] && box.min[2] <= box.max[2];
-}
-
 void add_user(obj_h o, edge_users* users)
 {
     users->objs[users->count++] = o;
@@ -114,7 +109,7 @@ bool find_users(const user_lookup& lookup, vtx_h a, vtx_h b, edge_users* users)
     if (group.count > k_most_users) return false;
     for (std::uint32_t i = 0; i < group.count; ++i) {
         const obj_h o = rec(side_tr(group.first[i])).cell;
-        if (!holds_something(rec(o).box)) return false;
+        if (!box_holds_something(rec(o).box)) return false;
         add_user(o, users);
     }
     return true;
