@@ -58,8 +58,14 @@ void edge_groups_free(edge_groups* groups);
 /// Brings the sides under vertex `v` into the order of their far ends; that of equals is no matter.
 void edge_groups_sort(const edge_groups& groups, std::uint32_t v);
 
-/// The group of the edge between two vertices, empty when no triangle has it. The table is in
-/// order.
+/// Whether there is a table, and its sides have been brought into order.
+inline bool groups_can_be_found(const edge_groups& groups)
+{
+    return groups.starts && groups.in_order;
+}
+
+/// The group of the edge between two vertices, empty when no triangle has it. Needs
+/// groups_can_be_found.
 edge_group find_edge_group(const edge_groups& groups, vtx_h a, vtx_h b);
 
 /// Hands every group to `visit`; the table is in order afterwards.

@@ -228,7 +228,7 @@ bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, user_lookup* lo
     ++ctx->visit_stamp;
     const aabb& box = rec(obj).box;
     const edge_groups& sides = *ctx->topo->sides;
-    if (sides.starts && sides.in_order) {
+    if (groups_can_be_found(sides)) {
         if (!gather_from_sides(sides, box, edge) || !edge_users_sort(edge)) return false;
         if (areas_differ(*edge)) return true;
         drop_users(edge);

@@ -15,13 +15,13 @@
 
 namespace velmora {
 
+struct user_lookup;
+
 /// A triangle that has the edge.
 struct edge_user {
     std::uint32_t slot; ///< the edge's number in the triangle
     obj_h obj;          ///< counted
 };
-
-struct user_lookup;
 
 /// One edge.
 struct edge_rec {
@@ -48,7 +48,7 @@ edge_rec* edge_tbl_find(const edge_tbl& tbl, vtx_h a, vtx_h b);
 /// Enters the edge from `a` to `b`, unless it stands in the table already, with every triangle
 /// that has it and whose object's box touches that of `obj`, and marks these. Takes a new visit
 /// stamp for an edge that is new.
-/// @param lookup  may be null
+/// @param lookup  of the link pass, which spares reading lists; may be null
 /// @return false when memory ran out; the users found until then stay
 [[nodiscard]] bool note_edge_error(vtx_h a, vtx_h b, edge_tbl* tbl, obj_h obj, user_lookup* lookup,
                                    mesh_ctx* ctx);

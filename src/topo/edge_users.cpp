@@ -20,13 +20,6 @@ bool has_user(const edge_users& users, obj_h o)
     return std::find(users.objs, users.objs + users.count, o) != users.objs + users.count;
 }
 
-// In list order.
-void read_list(const edge_users& users, const obj_list& list, edge_users* listed)
-{
-    for (const obj_h o : list)
-        if (has_user(users, o)) add_user(o, listed);
-}
-
 // Without memory the lookup has no places, and each list is read.
 bool note_places(const cell_node& leaf, user_lookup* lookup)
 {
@@ -39,10 +32,18 @@ bool note_places(const cell_node& leaf, user_lookup* lookup)
     return true;
 }
 
-void sort_by_place(const user_lookup& lookup, edge_users* users)
+// Puts users that the leaf lists in the order of its list.
+void put_in_list_order(const cell_node& leaf, user_lookup* lookup, edge_users* users)
 {
-    std::sort(users->objs, users->objs + users->count,
-              [&](obj_h x, obj_h y) { return lookup.places[x.i] < lookup.places[y.i]; });
+    if (note_places(leaf, lookup)) {
+        std::sort(users->objs, users->objs + users->count,
+                  [&](obj_h x, obj_h y) { return lookup->places[x.i] < lookup->places[y.i]; });
+        return;
+    }
+    const edge_users unordered = *users;
+    users->count = 0;
+    for (const obj_h o : leaf.list)
+        if (has_user(unordered, o)) add_user(o, users);
 }
 
 // A walk that is under way.
@@ -74,24 +75,21 @@ bool walk_below(node_h n, const user_walk& walk)
     const cell_node& node = rec(n);
     if (!box_overlap(node.box, walk.box)) return true;
     edge_users ahead = users_ahead(walk, node.box);
-    if (ahead.count > 1 && is_leaf(node)) {
-        const edge_users unordered = ahead;
-        users_in_leaf(unordered, node, walk.lookup, &ahead);
+    if (ahead.count > 1 && !is_leaf(node)) {
+        if (node.folded && !cell_unfold(n)) return false;
+        return walk_below(node.low, walk) && walk_below(node.high, walk);
     }
-    if (ahead.count <= 1 || is_leaf(node)) {
-        for (std::uint32_t i = 0; i < ahead.count; ++i)
-            add_user(ahead.objs[i], walk.met);
-        return true;
-    }
-    if (node.folded && !cell_unfold(n)) return false;
-    return walk_below(node.low, walk) && walk_below(node.high, walk);
+    if (ahead.count > 1) put_in_list_order(node, walk.lookup, &ahead);
+    for (std::uint32_t i = 0; i < ahead.count; ++i)
+        add_user(ahead.objs[i], walk.met);
+    return true;
 }
 
 } // namespace
 
 user_lookup user_lookup_open(const edge_groups& sides, const mesh_ctx& ctx)
 {
-    const bool knows = sides.starts && sides.in_order && tree_can_be_filled(ctx);
+    const bool knows = groups_can_be_found(sides) && tree_can_be_filled(ctx);
     return {knows ? &sides : nullptr, 0, nullptr};
 }
 
@@ -121,13 +119,7 @@ void users_in_leaf(const edge_users& users, const cell_node& leaf, user_lookup* 
     listed->count = 0;
     for (std::uint32_t i = 0; i < users.count; ++i)
         if (box_overlap(leaf.box, rec(users.objs[i]).box)) add_user(users.objs[i], listed);
-    if (listed->count < 2) return;
-    if (note_places(leaf, lookup)) {
-        sort_by_place(*lookup, listed);
-    } else {
-        listed->count = 0;
-        read_list(users, leaf.list, listed);
-    }
+    if (listed->count > 1) put_in_list_order(leaf, lookup, listed);
 }
 
 bool users_on_walk(const edge_users& users, const aabb& box, const mesh_ctx& ctx,

@@ -241,7 +241,7 @@ bool marks_init(std::uint8_t fill, slot_marks* marks)
 
 bool is_crowded(const edge_groups& sides, vtx_h a, vtx_h b)
 {
-    return sides.starts && sides.in_order && find_edge_group(sides, a, b).count >= k_crowd;
+    return groups_can_be_found(sides) && find_edge_group(sides, a, b).count >= k_crowd;
 }
 
 // What a pass knows besides the tree.
